@@ -1,0 +1,3 @@
+// export/struct.cpp -- not yet built.
+#include "export/struct.h"
+void cmd_struct(const char*) {}

@@ -1,0 +1,54 @@
+// table/file_io.cpp
+#include "table/file_io.h"
+
+#include <cerrno>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+int64_t file_write_budget = -1;
+
+int64_t file_read_at(int fd, void* buffer, size_t count, int64_t offset) {
+    if (offset < 0) return -1;
+    size_t done = 0;
+    auto* bytes = static_cast<char*>(buffer);
+    while (done < count) {
+        ssize_t n = pread(fd, bytes + done, count - done, offset + static_cast<int64_t>(done));
+        if (n < 0 && errno == EINTR) continue;
+        if (n < 0) return done ? static_cast<int64_t>(done) : -1;
+        if (n == 0) break;
+        done += static_cast<size_t>(n);
+    }
+    return static_cast<int64_t>(done);
+}
+
+int64_t file_write_at(int fd, const void* buffer, size_t count, int64_t offset) {
+    if (offset < 0) return -1;
+    if (file_write_budget == 0) return -1;
+    if (file_write_budget > 0) --file_write_budget;
+    size_t done = 0;
+    const auto* bytes = static_cast<const char*>(buffer);
+    while (done < count) {
+        ssize_t n = pwrite(fd, bytes + done, count - done, offset + static_cast<int64_t>(done));
+        if (n < 0 && errno == EINTR) continue;
+        if (n <= 0) return done ? static_cast<int64_t>(done) : -1;
+        done += static_cast<size_t>(n);
+    }
+    return static_cast<int64_t>(done);
+}
+
+int64_t file_size(int fd) {
+    struct stat st;
+    if (fstat(fd, &st) != 0) return -1;
+    return static_cast<int64_t>(st.st_size);
+}
+
+int file_truncate(int fd, int64_t size) {
+    if (file_write_budget == 0) return -1;
+    if (file_write_budget > 0) --file_write_budget;
+    return ftruncate(fd, static_cast<off_t>(size));
+}
+
+int file_create(const char* path) {
+    return open(path, O_CREAT | O_TRUNC | O_RDWR, 0644);
+}
