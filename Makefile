@@ -2,6 +2,7 @@
 # `make asan` runs them under AddressSanitizer and UndefinedBehaviorSanitizer,
 # `make demo` runs the program on the sample tables in examples/.
 JOBS ?= $(shell nproc 2>/dev/null || echo 2)
+MAKEFLAGS += --no-print-directory
 
 .PHONY: all build test asan demo examples clean
 
@@ -18,7 +19,7 @@ asan:
 	@cmake -S . -B build-asan -DCMAKE_BUILD_TYPE=Debug -DTRUG_SANITIZE=ON >/dev/null
 	@cmake --build build-asan -j $(JOBS)
 	TZ=UTC ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1 \
-	  TRUGTOOL=$(CURDIR)/build-asan/trugtool ./build-asan/trug_tests
+	  ./build-asan/trug_tests
 
 examples: build
 	./build/make_examples examples
