@@ -1,0 +1,141 @@
+// tests/export/output_table_test.cpp
+#include <cstdio>
+#include <sys/stat.h>
+
+#include <gtest/gtest.h>
+
+#include "driver/parameters.h"
+#include "export/output_table.h"
+#include "support/cli.h"
+#include "support/table_builder.h"
+#include "table/dbf.h"
+
+namespace {
+
+// The source table s.dbf: NAME C 5, QTY N 5.1, BORN D, OK L.
+TableImage source_image() {
+    TableImage t;
+    t.fields = {{"NAME", 'C', 5}, {"QTY", 'N', 5, 1}, {"BORN", 'D', 8}, {"OK", 'L', 1}};
+    t.add({"ann", "1.5", "20010314", "T"});
+    t.add({"bob", "-2.0", "19991231", "F"}, true);
+    return t;
+}
+
+// Lists the given fields of every source record into `target` the way a
+// /SELECT: into a table does: rendered text, by field name.
+struct Listing {
+    ScratchDir dir;
+    std::unique_ptr<DbfTable> source;
+
+    explicit Listing(const TableImage& image = source_image()) {
+        dir.write("s.dbf", image.bytes());
+        source = dbf_open(dir.file("s.dbf").c_str());
+        state.current_table = source.get();
+    }
+    ~Listing() {
+        state.output_table.reset();
+        state.out_file_name.reset();
+        state.selected_fields.clear();
+        state.current_table = nullptr;
+    }
+    bool list(const std::string& target, const std::vector<int32_t>& fields) {
+        state.out_file_name = dir.file(target);
+        state.selected_fields = fields;
+        open_output_table();
+        if (!state.output_table) return false;
+        for (int32_t i = 0; i < dbf_record_count(*source); ++i) {
+            dbf_read_record(*source, i);
+            dbf_output_open_record();
+            for (int32_t field : fields) dbf_output_value(field, dbf_field_text(*source, field));
+            dbf_output_close_record();
+        }
+        dbf_close(state.output_table.get());
+        state.output_table.reset();
+        return true;
+    }
+    std::vector<std::string> records(const std::string& target) const {
+        std::vector<std::string> out;
+        std::unique_ptr<DbfTable> table = dbf_open(dir.file(target).c_str());
+        if (!table) return {"unopenable"};
+        for (int32_t i = 0; i < dbf_record_count(*table); ++i) {
+            dbf_read_record(*table, i);
+            out.emplace_back(table->record.begin(), table->record.begin() + table->header.record_length);
+        }
+        return out;
+    }
+};
+
+}  // namespace
+
+TEST(OutputTable, CreatesTheTargetWithTheSelectedFields) {
+    Listing l;
+    l.source->date_mode = DateDmy;  // dates travel as rendered text and are parsed back
+    mode_t old_mask = umask(027);
+    bool opened = l.list("x.dbf", {3, 0, 2, 1});
+    umask(old_mask);
+    ASSERT_TRUE(opened);
+    struct stat st {};
+    stat(l.dir.file("x.dbf").c_str(), &st);
+    EXPECT_EQ(st.st_mode & 0777, 0640u);
+    std::string bytes = l.dir.read("x.dbf");
+    EXPECT_EQ(bytes.substr(32, 2), "OK");
+    EXPECT_EQ(bytes.substr(64, 4), "NAME");
+    EXPECT_EQ(bytes[4], 2);
+    EXPECT_EQ(l.records("x.dbf"), (std::vector<std::string>{" Tann  20010314  1.5", " Fbob  19991231 -2.0"}))
+        << "a deleted source record arrives undeleted";
+}
+
+TEST(OutputTable, ReusesAnExistingTargetByFieldName) {
+    Listing l;
+    TableImage existing;
+    existing.fields = {{"name", 'C', 3}, {"EXTRA", 'C', 2}, {"QTY", 'C', 6}, {"OK", 'N', 2}};
+    existing.add({"old", "xx", "q", "1"});
+    l.dir.write("x.dbf", existing.bytes());
+    ASSERT_TRUE(l.list("x.dbf", {0, 1, 3, 2}));
+    EXPECT_EQ(l.records("x.dbf"), (std::vector<std::string>{existing.records[0], " ann    1.5  0", " bob   -2.0  0"}))
+        << "names match in any case, a missing field is dropped, a character source gives a numeric target 0";
+}
+
+TEST(OutputTable, FieldSelectedTwiceFillsTheFirstOfItsNamesakes) {
+    Listing l;
+    ASSERT_TRUE(l.list("x.dbf", {0, 0}));
+    EXPECT_EQ(l.records("x.dbf")[0], " ann       ");
+}
+
+TEST(OutputTable, TargetsThatCannotBeHadAreNotTouched) {
+    struct Case {
+        const char* what;
+        const char* target;
+        std::vector<int32_t> fields;
+        std::optional<std::string> before;  // the file as it was, if there was one
+        std::optional<size_t> left_size;    // size of the file afterwards, if one is left
+    };
+    const Case cases[] = {
+        {"a table of no fields is made but doesn't open", "x.dbf", {}, std::nullopt, 33},
+        {"an existing file with a bad header", "x.dbf", {0}, std::string("not a table"), 11},
+        {"a directory that doesn't exist", "nodir/x.dbf", {0}, std::nullopt, std::nullopt},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        Listing l;
+        if (c.before) l.dir.write(c.target, *c.before);
+        EXPECT_FALSE(l.list(c.target, c.fields));
+        EXPECT_EQ(l.dir.exists(c.target), c.left_size.has_value());
+        if (c.left_size) {
+            EXPECT_EQ(l.dir.read(c.target).size(), *c.left_size);
+        }
+    }
+}
+
+TEST(OutputTable, NeverEmptiesTheSourcesMemoFile) {
+    TableImage image;
+    image.fields = {{"NOTE", 'M', 10}};
+    image.add({"1"});
+    Listing l(image);
+    MemoImage memo(MemoImage::Dbase3);
+    memo.add("keep me");
+    l.dir.write("s.dbt", memo.bytes());
+    EXPECT_FALSE(l.list("s.DBF", {0})) << "the new table's memo file would be s.dbt";
+    EXPECT_EQ(l.dir.read("s.dbt"), memo.bytes());
+    EXPECT_FALSE(l.dir.exists("s.DBF"));
+}
