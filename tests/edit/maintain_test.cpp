@@ -1,5 +1,6 @@
 // tests/edit/maintain_test.cpp
 #include <cstdio>
+#include <cstdlib>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -378,4 +379,128 @@ TEST(Maintain, SortedTableKeepsItsPermissions) {
     chmod(dir.file("t.dbf").c_str(), 0600);
     dir.run({"t.dbf", "/SORT:NAME"});
     EXPECT_EQ(mode_of(dir.file("t.dbf")), 0600);
+}
+
+// ---- Files this program writes, read by an independent reader ---------------------
+
+namespace {
+
+// Debian's python3-dbfread prints the fields and then every live and every deleted
+// record. Its dBase IV memo reader takes the block head's size for the text alone
+// and so reads 8 bytes too far, into the zero gap behind the text: those NULs are
+// stripped.
+const char kReader[] = R"(import sys
+import dbfread
+path, strip_nul = sys.argv[1], sys.argv[2] == '1'
+table = dbfread.DBF(path, encoding='cp866', char_decode_errors='strict')
+print('fields ' + ' '.join('%s:%s:%d:%d' % (f.name, f.type, f.length, f.decimal_count) for f in table.fields))
+def show(value):
+    if isinstance(value, str):
+        return repr(value.rstrip('\x00') if strip_nul else value)
+    if hasattr(value, 'isoformat'):
+        return value.isoformat()
+    return repr(value)
+for kind, records in (('live', table.records), ('deleted', table.deleted)):
+    for record in records:
+        print(kind + ' ' + '|'.join(show(v) for v in record.values()))
+)";
+
+bool have_dbfread() { return std::system("/usr/bin/python3 -c 'import dbfread' >/dev/null 2>&1") == 0; }
+
+std::string read_with_dbfread(const ScratchDir& dir, const std::string& table, bool strip_nul) {
+    dir.write("read_dbf.py", kReader);
+    std::string command = "/usr/bin/python3 " + dir.file("read_dbf.py") + " " + dir.file(table) +
+                          (strip_nul ? " 1" : " 0") + " 2>&1";
+    FILE* pipe = popen(command.c_str(), "r");
+    if (pipe == nullptr) return "popen failed";
+    std::string out;
+    char buffer[4096];
+    size_t n;
+    while ((n = std::fread(buffer, 1, sizeof buffer, pipe)) > 0) out.append(buffer, n);
+    pclose(pipe);
+    return out;
+}
+
+struct Family {
+    const char* what;
+    uint8_t signature;
+    MemoImage::Layout layout;
+    int block_size;
+    const char* memo_name;
+    int memo_width;
+};
+
+// dbfread reads dBase IV memos with 512-byte blocks whatever the header says.
+const Family kFamilies[] = {
+    {"dBase III", 0x83, MemoImage::Dbase3, 512, "t.dbt", 10},
+    {"dBase IV", 0x8B, MemoImage::Dbase4, 512, "t.dbt", 10},
+    {"FoxPro", 0xF5, MemoImage::FoxPro, 64, "t.fpt", 10},
+    {"Visual FoxPro", 0x30, MemoImage::FoxPro, 64, "t.fpt", 4},
+};
+
+struct MemoTable {
+    TableImage image;
+    MemoImage memo;
+    explicit MemoTable(const Family& f) : memo(f.layout, f.block_size) {
+        image.signature = f.signature;
+        image.fields = {{"NAME", 'C', 8}, {"AMOUNT", 'N', 7, 2}, {"BORN", 'D', 8}, {"OK", 'L', 1},
+                        {"NOTE", 'M', f.memo_width}};
+        memo.add("a text no record uses");
+        auto block = [&](const std::string& text) {
+            int32_t number = text.empty() ? 0 : memo.add(text);
+            return f.memo_width == 4 ? le32(number) : (number ? std::to_string(number) : "");
+        };
+        image.add({"smith", "12.50", "20010314", "T", block("first memo")});
+        image.add({"gone", "1.00", "19991231", "F", block("deleted text")}, true);
+        image.add({"adams", "-3.25", "19700101", "F", block("line one\r\nline two")});
+        image.add({"brown", "0.00", "", " ", block("")});
+        image.add({"clark", "100.00", "20380101", "Y", block("fourth")});
+    }
+};
+
+const char kSmith[] = "live 'smith'|12.5|2001-03-14|True|'first memo'\n";
+const char kGone[] = "'gone'|1.0|1999-12-31|False|'deleted text'\n";
+const char kAdams[] = "live 'adams'|-3.25|1970-01-01|False|'line one\\r\\nline two'\n";
+const char kBrown[] = "live 'brown'|0.0|None|None|None\n";
+const char kClark[] = "live 'clark'|100.0|2038-01-01|True|'fourth'\n";
+
+std::string fields_line(const Family& f) {
+    return "fields NAME:C:8:0 AMOUNT:N:7:2 BORN:D:8:0 OK:L:1:0 NOTE:M:" + std::to_string(f.memo_width) + ":0\n";
+}
+
+}  // namespace
+
+TEST(Interoperability, SortedPackedAndMadeTablesReadInDbfread) {
+    if (!have_dbfread()) GTEST_SKIP() << "python3-dbfread is not installed (/usr/bin/python3 -c 'import dbfread')";
+    for (const Family& f : kFamilies) {
+        SCOPED_TRACE(f.what);
+        MemoTable source(f);
+        bool strip = f.layout == MemoImage::Dbase4;
+        {
+            SCOPED_TRACE("/SORT:");
+            ScratchDir dir;
+            dir.write("t.dbf", source.image.bytes());
+            dir.write(f.memo_name, source.memo.bytes());
+            EXPECT_EQ(dir.run({"t.dbf", "/SORT:NAME"}).out, "");
+            EXPECT_EQ(read_with_dbfread(dir, "t.dbf", strip),
+                      fields_line(f) + kAdams + kBrown + kClark + kSmith + "deleted " + kGone);
+        }
+        {
+            SCOPED_TRACE("/PACK");
+            ScratchDir dir;
+            dir.write("t.dbf", source.image.bytes());
+            dir.write(f.memo_name, source.memo.bytes());
+            EXPECT_EQ(dir.run({"t.dbf", "/PACK"}).out, "");
+            EXPECT_EQ(read_with_dbfread(dir, "t.dbf", strip), fields_line(f) + kSmith + kAdams + kBrown + kClark);
+            EXPECT_EQ(dir.read(f.memo_name).find("no record uses"), std::string::npos);
+        }
+        {
+            SCOPED_TRACE("/MAKE:");
+            ScratchDir dir;
+            dir.write("t.dbf", source.image.bytes());
+            dir.write(f.memo_name, source.memo.bytes());
+            EXPECT_EQ(dir.run({"t.dbf", "/MAKE:copy.dbf"}).out, "");
+            EXPECT_EQ(read_with_dbfread(dir, "copy.dbf", strip), fields_line(f));
+        }
+    }
 }
