@@ -162,6 +162,20 @@ TEST(Listing, FileTargetsAppendToWhatIsThere) {
                                  "insert into \"u.dbf\" (A ) values (\"ab \");\n");
 }
 
+TEST(Listing, NewTargetsGetTheModeOfTheUmask) {
+    ScratchDir dir;
+    dir.write("t.dbf", sample().bytes());
+    dir.run({"t.dbf", "/OUT:x.txt", "/S:A", "/OUT:x.htm", "/S:A"});
+    mode_t mask = umask(0);
+    umask(mask);
+    for (const char* name : {"x.txt", "x.htm"}) {
+        SCOPED_TRACE(name);
+        struct stat info {};
+        ASSERT_EQ(stat(dir.file(name).c_str(), &info), 0);
+        EXPECT_EQ(info.st_mode & 0777, 0666 & ~mask);
+    }
+}
+
 TEST(Listing, ValuesAreWrittenAsTheyAre) {
     // Quotes, percent signs and high bytes go out untouched; only HTML escapes.
     TableImage t;
