@@ -442,3 +442,35 @@ TEST(Listing, RangesPickRecordsInListOrder) {
     }
     state = RunState{};
 }
+
+TEST(Listing, RecordsGoIntoATargetTableByName) {
+    // The target is opened here, as open_output_table would leave it; the loop
+    // fills it and closes it.
+    ScratchDir dir;
+    TableImage source = sample(true);
+    source.records = {source.record({"\xC0" "b", "1.5", "20010314"}, true)};
+    dir.write("t.dbf", source.bytes());
+    TableImage target;
+    target.fields = {{"N", 'N', 8, 2}, {"A", 'C', 5}, {"D", 'D', 8}, {"Z", 'C', 2}};
+    dir.write("x.dbf", target.bytes());
+
+    std::unique_ptr<DbfTable> table = dbf_open(dir.file("t.dbf").c_str());
+    ASSERT_NE(table, nullptr);
+    table->ansi_text = 1;
+    state.current_table = table.get();
+    state.output_kind = OutputDbf;
+    state.out_file_name = dir.file("x.dbf");
+    state.output_table = dbf_open(dir.file("x.dbf").c_str());
+    ASSERT_NE(state.output_table, nullptr);
+    cmd_select("*");
+    EXPECT_EQ(state.output_table, nullptr);
+    state = RunState{};
+
+    // Undeleted, by name, numbers as numbers, ANSI text stored as OEM, Z blank.
+    std::string bytes = read_file(dir.file("x.dbf"));
+    target.add({"1.50", "\x80" "b", "20010314", ""});
+    std::string expected = target.bytes();
+    ASSERT_EQ(bytes.size(), expected.size());
+    EXPECT_EQ(bytes[4], 1);
+    EXPECT_EQ(bytes.substr(32), expected.substr(32));
+}
