@@ -4,6 +4,7 @@
 // BORN D 19610314, and a few fields for the odder cases.
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <cstring>
 #include <random>
 #include <string>
@@ -24,8 +25,10 @@ struct Staff {
         TableImage image;
         image.fields = {{"NAME", 'C', 10},       {"AGE", 'N', 3},         {"PAY", 'N', 7, 2},
                         {"BORN", 'D', 8},        {"NOTE", 'C', 10},       {"AGE_OF_MEM", 'N', 3},
-                        {"TITLE_TEXT", 'C', 4},  {"QUOTE", 'C', 5},       {"CYR", 'C', 3}};
-        image.add({"SMITH", "42", "1234.50", "19610314", "Smith (Jr", "7", "DR", "it\"s", "\xC0\xC1\xC2"},
+                        {"TITLE_TEXT", 'C', 4},  {"QUOTE", 'C', 5},       {"CYR", 'C', 3},
+                        {"RATE", 'B', 8, 2}};
+        image.add({"SMITH", "42", "1234.50", "19610314", "Smith (Jr", "7", "DR", "it\"s", "\xC0\xC1\xC2",
+                   double_bytes(std::nan(""))},
                   deleted);
         dir.write("t.dbf", image.bytes());
         table = dbf_open(dir.file("t.dbf").c_str());
@@ -264,6 +267,16 @@ TEST(Condition, SubstitutionReplacesNamesOutsideQuotes) {
         EXPECT_EQ(position, s.position);
         EXPECT_EQ(numeric, s.numeric);
     }
+}
+
+TEST(Condition, ANumberWithoutDigitsGetsAZero) {
+    Staff staff;
+    int32_t numeric = 0;
+    const std::string rate = staff.substitute("RATE", nullptr, &numeric);
+    EXPECT_EQ(numeric, 1);
+    ASSERT_GE(rate.size(), 4u);
+    EXPECT_EQ(rate.substr(rate.size() - 4), "nan0");
+    EXPECT_EQ(staff.judge("RATE<>1"), 0);  // "nan0" is no number: the clause cannot be judged
 }
 
 TEST(Condition, AnsiValuesAreConvertedToOem) {
