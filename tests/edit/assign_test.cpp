@@ -169,6 +169,21 @@ TEST(Assign, AFailingWriteCostsOnlyItsRecord) {
     EXPECT_EQ(c.file(), goods({{"A", "1", "0"}, {"B", "2", "2"}, {"C", "3", "3"}}).bytes());
 }
 
+// A value that outgrows the 65536-byte working buffer is not stored in pieces: it
+// is reported like a value that cannot be evaluated, and the field stays blank.
+TEST(Assign, AValueBeyondTheWorkingBufferIsAnError) {
+    ScratchDir dir;
+    TableImage t;
+    t.fields = {{"BIG", 'C', 40000}, {"QTY", 'N', 3}};
+    t.add({std::string(40000, 'x'), "1"});
+    dir.write("t.dbf", t.bytes());
+    RunResult result = dir.run({"t.dbf", "/FIELD:BIG=BIG BIG;QTY=2", "/UPDATE"});
+    EXPECT_EQ(result.out, "Error in: " + std::string(40000, 'x') + " " + std::string(25534, 'x') + "\n");
+    TableImage expected = t;
+    expected.records = {t.record({"", "2"})};
+    EXPECT_EQ(dir.read("t.dbf"), expected.bytes());
+}
+
 TEST(Assign, MemoAssignmentAppendsToTheMemoFile) {
     ScratchDir dir;
     TableImage t;
