@@ -48,8 +48,7 @@ bool open_target(const DbfTable& table, Target& target) {
             state.out_file = stdout;
             return true;
         case OutputDbf:
-            // Opening a table target is open_output_table's work (listing.h); until
-            // that is linked in here, a table target reports that it can't be opened.
+            open_output_table();
             return state.output_table != nullptr;
         default:
             break;

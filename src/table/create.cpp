@@ -228,6 +228,7 @@ int rebuild_memo(DbfTable& table) {
     files.keep = true;
     close(table.fd);
     table.fd = files.copy_fd;
+    table.read_cache.reset();
     return 1;
 }
 

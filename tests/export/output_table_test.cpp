@@ -194,25 +194,13 @@ TEST(OutputTable, TargetsOfEveryMemoFamilyReadInDbfread) {
         MemoImage memo(f.layout, f.block_size);
         image.records = {image.record({"ann", "1.5", "20010314", "T", std::to_string(memo.add("first\r\nsecond"))}),
                          image.record({"bob", "-2.0", "", "F", ""}, true)};
-        Listing l(image);
-        l.dir.write(f.memo, memo.bytes());
-        // Memo text goes as text, as with /MEMO:text.
-        state.out_file_name = l.dir.file("x.dbf");
-        state.selected_fields = {0, 1, 2, 3, 4};
-        open_output_table();
-        ASSERT_NE(state.output_table, nullptr);
-        for (int32_t i = 0; i < 2; ++i) {
-            dbf_read_record(*l.source, i);
-            dbf_output_open_record();
-            for (int32_t field = 0; field < 4; ++field) dbf_output_value(field, dbf_field_text(*l.source, field));
-            std::string text = dbf_memo_read(*l.source, 4).value_or("");
-            dbf_output_value(4, text.data());
-            dbf_output_close_record();
-        }
-        dbf_close(state.output_table.get());
-        state.output_table.reset();
+        ScratchDir dir;
+        dir.write("s.dbf", image.bytes());
+        dir.write(f.memo, memo.bytes());
+        RunResult r = dir.run({"s.dbf", "/MEMO:text", "/OUT:x.dbf", "/SELECT:*"});
+        EXPECT_EQ(r.out, "");
         std::string memo_width = f.signature == 0x30 ? "4" : "10";
-        EXPECT_EQ(read_with_dbfread(l.dir, "x.dbf"),
+        EXPECT_EQ(read_with_dbfread(dir, "x.dbf"),
                   "fields NAME:C:5:0 QTY:N:5:1 BORN:D:8:0 OK:L:1:0 NOTE:M:" + memo_width + ":0\n"
                   "'ann'|1.5|2001-03-14|True|'first\\r\\nsecond'\n"
                   "'bob'|-2.0|None|False|None\n");
