@@ -28,6 +28,8 @@
 
 namespace {
 
+constexpr size_t kCopyBatch = 256 * 1024;
+
 uint8_t signature_for(int kind) {
     switch (kind) {
         case MemoDbase3: return 0x83;
@@ -145,6 +147,17 @@ bool write_rebuilt_copy(DbfTable& table, RebuildFiles& files) {
     if (file_read_at(table.fd, head.data(), head.size(), 0) != header_length) return false;
     if (!write_all(files.copy_fd, head.data(), head.size(), 0)) return false;
 
+    // Records go out in batches; the end mark follows the last one.
+    std::vector<uint8_t> batch;
+    batch.reserve(kCopyBatch + record_length + 1);
+    int64_t batch_offset = header_length;
+    auto flush = [&]() {
+        bool written = batch.empty() || write_all(files.copy_fd, batch.data(), batch.size(), batch_offset);
+        batch_offset += static_cast<int64_t>(batch.size());
+        batch.clear();
+        return written;
+    };
+
     const std::string old_memo = table.memo_path;
     const int32_t count = static_cast<int32_t>(table.header.record_count);
     for (int32_t r = 0; r < count; ++r) {
@@ -161,12 +174,11 @@ bool write_rebuilt_copy(DbfTable& table, RebuildFiles& files) {
             table.memo_path = old_memo;
             if (block == 0 || !store_block(table, field, block)) return false;
         }
-        if (!write_all(files.copy_fd, table.record.data(), record_length,
-                       header_length + static_cast<int64_t>(record_length) * r))
-            return false;
+        batch.insert(batch.end(), table.record.begin(), table.record.begin() + static_cast<std::ptrdiff_t>(record_length));
+        if (batch.size() >= kCopyBatch && !flush()) return false;
     }
-    const uint8_t end_mark = 0x1A;
-    return write_all(files.copy_fd, &end_mark, 1, header_length + static_cast<int64_t>(record_length) * count);
+    batch.push_back(0x1A);
+    return flush();
 }
 
 void copy_mode(const std::string& from, int to_fd) {
