@@ -164,13 +164,14 @@ bool write_rebuilt_copy(DbfTable& table, RebuildFiles& files) {
         if (!dbf_read_record(table, r)) return false;
         for (int field = 0; field < table.field_count; ++field) {
             if (!dbf_field_is_memo(table, field)) continue;
-            std::optional<std::string> text = dbf_memo_read(table, field);
+            // Whole, so that a binary memo keeps the bytes behind a NUL.
+            std::optional<std::string> text = dbf_memo_read_bytes(table, field);
             if (!text || text->empty()) {
                 dbf_field_blank(table, field);
                 continue;
             }
             table.memo_path = files.memo;
-            int32_t block = dbf_memo_write(table, text->c_str());
+            int32_t block = dbf_memo_write_bytes(table, *text);
             table.memo_path = old_memo;
             if (block == 0 || !store_block(table, field, block)) return false;
         }

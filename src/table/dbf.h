@@ -242,8 +242,12 @@ void dbf_store_datetime(DbfTable& table, int field, int year, int month, int day
 
 // The memo's text, cut at its first NUL; no value if there is none or it can't be read.
 std::optional<std::string> dbf_memo_read(DbfTable& table, int field);
+// The same, whole: NUL bytes included (binary memos of General fields).
+std::optional<std::string> dbf_memo_read_bytes(DbfTable& table, int field);
 // Appends a text; its block number, or 0 if nothing was stored.
 int32_t dbf_memo_write(DbfTable& table, const char* text);
+// The same for bytes that may hold NULs.
+int32_t dbf_memo_write_bytes(DbfTable& table, const std::string& bytes);
 int32_t dbf_memo_block_size(DbfTable& table);
 // Creates an empty memo file for the table at `path`. 1 if the whole header was written.
 int dbf_create_memo(const std::string& path, int kind, int block_size);

@@ -96,10 +96,9 @@ int64_t memo_block_of(const DbfTable& table, int field) {
     return (block > 0 && block <= 0xFFFFFFFF) ? block : 0;
 }
 
-// The text as callers see it: up to its first NUL.
-std::string up_to_nul(const std::vector<char>& bytes, size_t count) {
-    auto end = bytes.begin() + static_cast<std::ptrdiff_t>(count);
-    return std::string(bytes.begin(), std::find(bytes.begin(), end, '\0'));
+// The first `count` bytes, whole; callers of dbf_memo_read see them up to the first NUL.
+std::string first_bytes(const std::vector<char>& bytes, size_t count) {
+    return std::string(bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(count));
 }
 
 std::optional<std::string> read_dbase3(int fd, int64_t block) {
@@ -109,7 +108,7 @@ std::optional<std::string> read_dbase3(int fd, int64_t block) {
     std::vector<char> bytes(static_cast<size_t>(wanted));
     int64_t got = wanted > 0 ? file_read_at(fd, bytes.data(), bytes.size(), offset) : 0;
     auto end = bytes.begin() + (got > 0 ? got : 0);
-    return up_to_nul(bytes, static_cast<size_t>(std::find(bytes.begin(), end, '\x1A') - bytes.begin()));
+    return first_bytes(bytes, static_cast<size_t>(std::find(bytes.begin(), end, '\x1A') - bytes.begin()));
 }
 
 // Reads `length` text bytes behind the 8-byte block head at `offset`. A length
@@ -121,7 +120,7 @@ std::optional<std::string> read_text_after_head(int fd, int64_t offset, uint32_t
     int64_t wanted = std::min<int64_t>(length, bytes_from(fd, offset + 8));
     std::vector<char> bytes(static_cast<size_t>(wanted));
     int64_t got = wanted > 0 ? file_read_at(fd, bytes.data(), bytes.size(), offset + 8) : 0;
-    return up_to_nul(bytes, got > 0 ? static_cast<size_t>(got) : 0);
+    return first_bytes(bytes, got > 0 ? static_cast<size_t>(got) : 0);
 }
 
 std::optional<std::string> read_dbase4(int fd, int64_t block) {
@@ -220,9 +219,31 @@ void close_memo(DbfTable& table) {
     table.memo_fd = 0;
 }
 
+// Appends `length` bytes as one memo; its block number, or 0.
+int32_t memo_append(DbfTable& table, const char* text, size_t length) {
+    if (table.header.signature == 0xE5 || length == 0) return 0;
+    table.memo_fd = dbf_open_file(table.memo_path.c_str());
+    if (table.memo_fd == 0) return 0;
+    int32_t block = 0;
+    switch (layout_of(table)) {
+        case LayoutDbase3: block = append_dbase3(table.memo_fd, text, length); break;
+        case LayoutDbase4: block = append_dbase4(table.memo_fd, text, length); break;
+        case LayoutFoxPro: block = append_foxpro(table.memo_fd, text, length); break;
+        case LayoutNone: break;
+    }
+    close_memo(table);
+    return block;
+}
+
 }  // namespace
 
 std::optional<std::string> dbf_memo_read(DbfTable& table, int field) {
+    std::optional<std::string> text = dbf_memo_read_bytes(table, field);
+    if (text) text->resize(std::strlen(text->c_str()));
+    return text;
+}
+
+std::optional<std::string> dbf_memo_read_bytes(DbfTable& table, int field) {
     if (table.header.signature == 0xE5) return std::nullopt;
     int64_t block = memo_block_of(table, field);
     if (block == 0) return std::nullopt;
@@ -243,19 +264,11 @@ std::optional<std::string> dbf_memo_read(DbfTable& table, int field) {
 }
 
 int32_t dbf_memo_write(DbfTable& table, const char* text) {
-    if (table.header.signature == 0xE5 || text == nullptr || *text == '\0') return 0;
-    table.memo_fd = dbf_open_file(table.memo_path.c_str());
-    if (table.memo_fd == 0) return 0;
-    size_t length = std::strlen(text);
-    int32_t block = 0;
-    switch (layout_of(table)) {
-        case LayoutDbase3: block = append_dbase3(table.memo_fd, text, length); break;
-        case LayoutDbase4: block = append_dbase4(table.memo_fd, text, length); break;
-        case LayoutFoxPro: block = append_foxpro(table.memo_fd, text, length); break;
-        case LayoutNone: break;
-    }
-    close_memo(table);
-    return block;
+    return text == nullptr ? 0 : memo_append(table, text, std::strlen(text));
+}
+
+int32_t dbf_memo_write_bytes(DbfTable& table, const std::string& bytes) {
+    return memo_append(table, bytes.data(), bytes.size());
 }
 
 int32_t dbf_memo_block_size(DbfTable& table) {

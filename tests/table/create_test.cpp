@@ -488,3 +488,22 @@ TEST(Pack, RewrittenFilesKeepTheirPermissions) {
     EXPECT_EQ(mode_of(dir.file("t.dbf")), 0600);
     EXPECT_EQ(mode_of(dir.file("t.dbt")), 0640);
 }
+
+TEST(Pack, BinaryMemoKeepsTheBytesBehindItsFirstNul) {
+    ScratchDir dir;
+    TableImage image;
+    image.signature = 0xF5;
+    image.fields = {{"PIC", 'G', 10}};
+    MemoImage memo(MemoImage::FoxPro, 64);
+    memo.add("unused");
+    const std::string object("OLE\0\x01\x02 object", 13);
+    image.add({std::to_string(memo.add(object, 2))});
+    dir.write("t.dbf", image.bytes());
+    dir.write("t.fpt", memo.bytes());
+    std::unique_ptr<DbfTable> table = dbf_open(dir.file("t.dbf").c_str());
+    ASSERT_EQ(dbf_pack(*table, 0), 1);
+    ASSERT_EQ(dbf_read_record(*table, 0), 1);
+    EXPECT_EQ(dbf_memo_read_bytes(*table, 0), object);
+    EXPECT_EQ(dbf_memo_read(*table, 0), "OLE") << "text readers still stop at the NUL";
+    EXPECT_EQ(dir.read("t.fpt").find("unused"), std::string::npos);
+}
