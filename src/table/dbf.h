@@ -188,6 +188,8 @@ int dbf_write_mark(DbfTable& table, int32_t position);
 void dbf_delete_record(DbfTable& table, int32_t position);
 void dbf_recall_record(DbfTable& table, int32_t position);
 int dbf_append_record(DbfTable& table, int blank_first);
+// Years since 1900 as the header's year byte: lowered by 100 while above 255.
+uint8_t dbf_header_year(int years_since_1900);
 // Stamps today's date, writes the header and the end mark behind the last record.
 int dbf_write_header(DbfTable& table);
 

@@ -105,13 +105,16 @@ int dbf_append_record(DbfTable& table, int blank_first) {
     return dbf_write_header(table);
 }
 
+uint8_t dbf_header_year(int years_since_1900) {
+    while (years_since_1900 > 255) years_since_1900 -= 100;
+    return static_cast<uint8_t>(years_since_1900);
+}
+
 int dbf_write_header(DbfTable& table) {
     std::time_t now = std::time(nullptr);
     std::tm local{};
     localtime_r(&now, &local);
-    int year = local.tm_year;
-    while (year > 255) year -= 100;
-    table.header.update_year = static_cast<uint8_t>(year);
+    table.header.update_year = dbf_header_year(local.tm_year);
     table.header.update_month = static_cast<uint8_t>(local.tm_mon + 1);
     table.header.update_day = static_cast<uint8_t>(local.tm_mday);
     int written = file_write_at(table.fd, &table.header, sizeof(DbfHeader), 0) ==

@@ -1,0 +1,301 @@
+// tests/table/open_test.cpp
+#include <cstring>
+
+#include <gtest/gtest.h>
+
+#include "support/cli.h"
+#include "support/table_builder.h"
+#include "table/dbf.h"
+
+namespace {
+
+TableImage two_fields() {
+    TableImage t;
+    t.fields = {{"NAME", 'C', 10}, {"AGE", 'N', 3}};
+    t.add({"SMITH", "42"});
+    t.add({"JONES", "7"});
+    return t;
+}
+
+std::unique_ptr<DbfTable> open_image(const ScratchDir& dir, const std::string& bytes) {
+    dir.write("t.dbf", bytes);
+    return dbf_open(dir.file("t.dbf").c_str());
+}
+
+}  // namespace
+
+struct HeaderBound {
+    const char* what;
+    uint16_t header_length;
+    uint16_t record_length;
+    bool opens;
+};
+
+const HeaderBound kHeaderBounds[] = {
+    {"header length 64 is refused", 64, 14, false},
+    {"header length 65 is accepted", 65, 14, true},
+    {"record length 1 is refused", 97, 1, false},
+    {"record length 2 is accepted", 97, 2, true},
+};
+
+TEST(OpenTable, HeaderAcceptanceBounds) {
+    for (const HeaderBound& b : kHeaderBounds) {
+        SCOPED_TRACE(b.what);
+        ScratchDir dir;
+        TableImage t = two_fields();
+        t.header_length = b.header_length;
+        t.record_length = b.record_length;
+        t.extra_header = std::string(b.header_length > 97 ? b.header_length - 97 : 0, '\0');
+        EXPECT_EQ(open_image(dir, t.bytes()) != nullptr, b.opens);
+    }
+}
+
+TEST(OpenTable, ShortHeaderIsRefused) {
+    ScratchDir dir;
+    EXPECT_EQ(open_image(dir, two_fields().bytes().substr(0, 31)), nullptr);
+}
+
+TEST(OpenTable, UnknownSignatureIsRepairedInMemoryOnly) {
+    struct Case { const char* what; std::vector<FieldSpec> fields; uint8_t repaired; int kind; };
+    const Case cases[] = {
+        {"with a memo field", {{"A", 'C', 3}, {"M", 'M', 10}}, 0xF5, MemoFoxPro},
+        {"without one", {{"A", 'C', 3}, {"B", 'N', 4}}, 0x03, MemoDbase3},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        ScratchDir dir;
+        TableImage t;
+        t.signature = 0x99;
+        t.fields = c.fields;
+        std::string bytes = t.bytes();
+        auto table = open_image(dir, bytes);
+        ASSERT_NE(table, nullptr);
+        EXPECT_EQ(table->status, DBF_STATUS_BAD_SIGNATURE);
+        EXPECT_EQ(table->header.signature, c.repaired);
+        EXPECT_EQ(dbf_bind_memo(*table), c.kind);
+        EXPECT_EQ(dir.read("t.dbf"), bytes);
+    }
+}
+
+TEST(OpenTable, RecordCountComesFromTheFileSize) {
+    ScratchDir dir;
+    TableImage t = two_fields();
+    t.record_count = 1000;
+    t.end_mark = false;
+    std::string bytes = t.bytes() + std::string(5, 'x');  // a torn third record
+    auto table = open_image(dir, bytes);
+    ASSERT_NE(table, nullptr);
+    EXPECT_EQ(dbf_record_count(*table), 2);
+}
+
+TEST(OpenTable, CountDividesByTheComputedRecordLength) {
+    ScratchDir dir;
+    TableImage t = two_fields();
+    t.record_length = 7;  // the file says 7, the fields add up to 14
+    auto table = open_image(dir, t.bytes());
+    ASSERT_NE(table, nullptr);
+    EXPECT_EQ(dbf_record_count(*table), 2);
+    EXPECT_EQ(table->fields[1].record_offset, 11);
+}
+
+TEST(OpenTable, FileShorterThanItsHeaderHasNoRecords) {
+    ScratchDir dir;
+    TableImage t = two_fields();
+    t.records.clear();
+    t.header_length = 400;
+    auto table = open_image(dir, t.bytes());
+    ASSERT_NE(table, nullptr);
+    EXPECT_EQ(dbf_record_count(*table), 0);
+}
+
+struct TypeBalance {
+    const char* what;
+    std::vector<FieldSpec> fields;
+    bool opens;
+    uint32_t status;
+};
+
+const TypeBalance kTypeBalances[] = {
+    {"all known", {{"A", 'C', 3}, {"B", 'N', 4}}, true, 0},
+    {"one of two unknown", {{"A", 'C', 3}, {"B", 'X', 4}}, true, DBF_STATUS_BAD_FIELD_TYPES},
+    {"two of three unknown", {{"A", 'C', 3}, {"B", 'X', 4}, {"C", 'Q', 2}}, false, 0},
+    {"type byte 0 is known", {{"A", 'C', 3}, {"B", '\0', 4}}, true, 0},
+    {"every known letter", {{"C", 'C', 1}, {"N", 'N', 1}, {"F", 'F', 1}, {"D", 'D', 8}, {"L", 'L', 1},
+                            {"M", 'M', 10}, {"T", 'T', 8}, {"G", 'G', 10}, {"Y", 'Y', 8}, {"B", 'B', 8},
+                            {"I", 'I', 4}, {"Z", '0', 1}}, true, 0},
+};
+
+TEST(OpenTable, KnownAndUnknownTypesAreBalanced) {
+    for (const TypeBalance& b : kTypeBalances) {
+        SCOPED_TRACE(b.what);
+        ScratchDir dir;
+        TableImage t;
+        t.fields = b.fields;
+        auto table = open_image(dir, t.bytes());
+        EXPECT_EQ(table != nullptr, b.opens);
+        if (table) {
+            EXPECT_EQ(table->status, b.status);
+            EXPECT_EQ(table->field_count, b.fields.size());
+        }
+    }
+}
+
+TEST(OpenTable, DescriptorAreaStartingWithTheTerminatorHasNoFields) {
+    ScratchDir dir;
+    TableImage t;
+    t.extra_header = std::string(32, '\0');  // header length 65
+    t.record_length = 2;
+    t.end_mark = false;
+    std::string bytes = t.bytes() + "abcde";
+    auto table = open_image(dir, bytes);
+    ASSERT_NE(table, nullptr);
+    EXPECT_EQ(table->field_count, 0);
+    EXPECT_EQ(table->status, DBF_STATUS_BAD_FIELD_TYPES);
+    EXPECT_EQ(dbf_record_count(*table), 5);  // the divisor is 1
+}
+
+TEST(OpenTable, WideCharacterFieldPushesTheNextOffset) {
+    ScratchDir dir;
+    TableImage t;
+    t.fields = {{"WIDE", 'C', 300}, {"NEXT", 'N', 4}};
+    auto table = open_image(dir, t.bytes());
+    ASSERT_NE(table, nullptr);
+    EXPECT_EQ(table->fields[0].length, 0x2C);
+    EXPECT_EQ(table->fields[0].decimals, 0x01);
+    EXPECT_EQ(dbf_field_width(*table, 0), 300);
+    EXPECT_EQ(table->fields[1].record_offset, 301);
+}
+
+TEST(OpenTable, DescriptorsStopAt2048Fields) {
+    ScratchDir dir;
+    TableImage t;
+    for (int i = 0; i < 2100; ++i) t.raw_descriptors += descriptor("F" + std::to_string(i), 'C', 1);
+    t.header_length = 65535;
+    t.record_length = 2;
+    auto table = open_image(dir, t.bytes());
+    ASSERT_NE(table, nullptr);
+    EXPECT_EQ(table->field_count, 2048);
+}
+
+TEST(OpenTable, MissingTerminatorStopsAtTheHeaderLength) {
+    ScratchDir dir;
+    TableImage t;
+    t.fields = {{"A", 'C', 3}, {"B", 'C', 3}};
+    t.terminator = false;
+    // The length test measures from the first descriptor while the header length
+    // counts from the start of the file, so the two zero slots behind the real
+    // descriptors are taken for fields.
+    t.header_length = 97;
+    t.extra_header = std::string(64, '\0');
+    auto table = open_image(dir, t.bytes());
+    ASSERT_NE(table, nullptr);
+    EXPECT_EQ(table->field_count, 4);
+    EXPECT_EQ(table->status, 0u);
+}
+
+TEST(OpenTable, ElevenByteNamesAreReadBounded) {
+    ScratchDir dir;
+    TableImage t;
+    t.raw_descriptors = descriptor("ABCDEFGHIJK", 'C', 3) + descriptor("B", 'N', 2);
+    t.record_length = 6;
+    auto table = open_image(dir, t.bytes());
+    ASSERT_NE(table, nullptr);
+    EXPECT_EQ(dbf_field_name(*table, 0), "ABCDEFGHIJK");
+    EXPECT_EQ(dbf_find_field(*table, "abcdefghijk"), 0);
+    EXPECT_EQ(dbf_find_field(*table, "ABCDEFGHIJKC"), -1);  // the type byte is not part of the name
+}
+
+TEST(OpenTable, FieldsPastTheRecordBufferHaveNoBytes) {
+    ScratchDir dir;
+    TableImage t;
+    for (int i = 0; i < 300; ++i) t.fields.push_back({"F" + std::to_string(i), 'C', 255});
+    auto table = open_image(dir, t.bytes());
+    ASSERT_NE(table, nullptr);
+    EXPECT_NE(dbf_field_ptr(*table, 0, 255), nullptr);
+    EXPECT_EQ(dbf_field_ptr(*table, 299, 255), nullptr);
+    EXPECT_EQ(table->fields[299].record_offset, 0xFFFF);  // saturated, never wrapped onto early fields
+    dbf_blank_record(*table);                              // must not write past the buffer
+    EXPECT_EQ(table->record[0], ' ');
+}
+
+struct FieldList {
+    const char* text;
+    int result;
+    int count;
+};
+
+const FieldList kFieldLists[] = {
+    {"NAME", 0, 1},
+    {"name;age", 0, 2},
+    {"NAME,AGE", 0, 2},
+    {"NAME;nosuch;AGE", 0, 1},
+    {"nosuch;NAME", 1, 0},
+    {"", 1, 0},
+    {";;,", 1, 0},
+};
+
+TEST(FieldListParse, StopsAtTheFirstUnknownName) {
+    ScratchDir dir;
+    auto table = open_image(dir, two_fields().bytes());
+    ASSERT_NE(table, nullptr);
+    for (const FieldList& f : kFieldLists) {
+        SCOPED_TRACE(f.text);
+        int32_t count = -1;
+        std::array<int32_t, kMaxKeyFields> indexes{};
+        EXPECT_EQ(dbf_parse_field_list(*table, f.text, count, indexes), f.result);
+        EXPECT_EQ(count, f.count);
+    }
+}
+
+TEST(FieldListParse, TakesAtMostTwentyNames) {
+    ScratchDir dir;
+    auto table = open_image(dir, two_fields().bytes());
+    std::string text;
+    for (int i = 0; i < 21; ++i) text += "NAME;";
+    int32_t count = 0;
+    std::array<int32_t, kMaxKeyFields> indexes{};
+    EXPECT_EQ(dbf_parse_field_list(*table, text.c_str(), count, indexes), 0);
+    EXPECT_EQ(count, 20);
+}
+
+TEST(MemoFileName, FollowsTheLastDotAndTheKind) {
+    struct Case { const char* path; int kind; const char* name; };
+    const Case cases[] = {
+        {"table.DBF", MemoDbase3, "table.dbt"}, {"t.dbf", MemoFoxPro, "t.fpt"},
+        {"t.dbf", MemoDbase4, "t.dbt"},         {"t.dbf", MemoVisualFoxPro, "t.fpt"},
+        {"t.dbf", MemoUnknown, "t.smt"},        {"noext", MemoDbase3, "noext.dbt"},
+        {"a.b/c", MemoDbase3, "a.dbt"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.path);
+        EXPECT_EQ(dbf_memo_file_name(c.path, c.kind), c.name);
+    }
+}
+
+TEST(BlankRecord, UsesEachTypesBlankByte) {
+    ScratchDir dir;
+    TableImage t;
+    t.fields = {{"C", 'C', 2}, {"N", 'N', 2}, {"I", 'I', 4}, {"Y", 'Y', 8}, {"M", 'M', 10}, {"M4", 'M', 4},
+                {"T", 'T', 8}, {"T14", 'T', 14}, {"B", 'B', 8}, {"B10", 'B', 10}};
+    t.add({"xx", "12", "abcd", "abcdefgh", "1", "abcd", "abcdefgh", "20010314123456", "abcdefgh", "1"}, true);
+    auto table = open_image(dir, t.bytes());
+    ASSERT_NE(table, nullptr);
+    ASSERT_TRUE(dbf_read_record(*table, 0));
+    dbf_blank_record(*table);
+    std::string expected = std::string(" ") + "  " + "  " + std::string(4, '\0') + std::string(8, '\0') +
+                           std::string(10, ' ') + std::string(4, '\0') + std::string(8, '\0') +
+                           std::string(14, ' ') + std::string(8, '\0') + std::string(10, ' ');
+    EXPECT_EQ(std::string(reinterpret_cast<char*>(table->record.data()), expected.size()), expected);
+}
+
+TEST(DateDelimiter, ReplacesTheDatePointsOnly) {
+    DbfTable table;
+    dbf_init(table);
+    dbf_set_date_delimiter(table, ' ');
+    EXPECT_EQ(table.date_format[1], "%02d %02d %04d");
+    EXPECT_EQ(table.date_format[3], "%04d %02d %02d");
+    EXPECT_EQ(table.datetime_format[2], "%02d %02d %04d %02d:%02d:%02d");
+    EXPECT_EQ(table.date_format[0], "%10s");
+    dbf_set_date_delimiter(table, '\0');
+    EXPECT_EQ(table.date_format[1], "%02d.%02d.%04d");
+}
