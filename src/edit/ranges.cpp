@@ -5,7 +5,6 @@
 // order and the filter that stand when they are used.
 #include "edit/ranges.h"
 
-#include <algorithm>
 #include <climits>
 #include <cstdio>
 #include <cstdlib>
@@ -80,11 +79,11 @@ void cmd_range(const char* text) {
     // yields a position ("/RANGE:0", "/RANGE:abc").
     if (!state.ranges) state.ranges.emplace();
     std::vector<int32_t>& list = *state.ranges;
-    // A range item is expanded only as far as the records of the file now open: a
-    // consumer passes over positions past the end anyway, and "1-2000000000" must
-    // not become eight gigabytes of entries. Single numbers stay as typed.
-    const DbfTable& table = *state.current_table;
-    int32_t limit = std::max(dbf_record_count(table), static_cast<int32_t>(table.header.record_count));
+    // A range item is expanded only as far as the records of the file now open
+    // (no visible position can reach further): a consumer passes over positions past
+    // the end anyway, and "1-2000000000" must not become eight gigabytes of entries.
+    // Single numbers stay as typed.
+    int32_t limit = static_cast<int32_t>(state.current_table->header.record_count);
     parse_record_list(text, [&](int32_t position) { list.push_back(position); }, limit);
 }
 

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cctype>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -87,9 +88,7 @@ TEST(Order, SortsEachKindOfKey) {
          {3, 0, 1, 2}},
         {"padded first key, second decides ties", {kName3, {"B", 'N', 2}}, {{"xy", "1"}, {"x", "5"}, {"x", "2"}},
          "NAME;B", {}, {2, 1, 0}},
-        {"comma separates keys too", {kName3, {"B", 'N', 2}}, {{"xy", "1"}, {"x", "5"}, {"x", "2"}}, "NAME,B", {},
-         {2, 1, 0}},
-        {"unknown later name ends the list", {kName3, {"B", 'N', 2}}, {{"x", "5"}, {"x", "2"}}, "NAME;nosuch;B", {},
+        {"unknown later name ends the list", {kName3, {"B", 'N', 2}}, {{"x", "5"}, {"x", "2"}}, "NAME;nosuch,B", {},
          {0, 1}},
         {"leading blanks count", {{"S", 'C', 4}}, {{"  b"}, {"a"}, {" c"}}, "S", {}, {0, 2, 1}},
         {"trim right changes nothing", {{"S", 'C', 4}}, {{"  b"}, {"a"}, {" c"}}, "S", {.trim_mode = TrimRight},
@@ -131,24 +130,12 @@ TEST(Order, UnknownFirstNameKeepsTheOldOrder) {
     EXPECT_EQ(t.table->order_key_count, 0);
 }
 
-TEST(Order, ProgressIsCalledOncePerComparisonAndKeyBuffersAreReleased) {
-    static int calls;
-    calls = 0;
-    OpenTable t(image_of({kNum5}, {{"3"}, {"1"}, {"2"}}));
-    ASSERT_EQ(dbf_set_order(*t.table, "NUM", [] { ++calls; }), 1);
-    EXPECT_EQ(calls, 3);  // selection over three elements
-    EXPECT_EQ(t.table->sort_progress, nullptr);
-    EXPECT_TRUE(t.table->sort_key_a.empty());
-    EXPECT_TRUE(t.table->sort_key_b.empty());
-}
-
 TEST(SortKey, IsBuiltFromPaddedAndComplementedValues) {
     struct Case { const char* what; char type; int length; int decimals; std::string stored; int trim_mode; std::string key; };
     const Case kCases[] = {
         {"text padded back after trimming", 'C', 5, 0, "  ab", TrimAll, "ab   "},
         {"text trimmed left", 'C', 4, 0, "  ab", TrimLeft, "ab  "},
         {"zero bytes read as blanks", 'C', 4, 0, std::string("a\0b\0", 4), TrimNone, "a b "},
-        {"positive number as printed", 'N', 7, 2, "5", TrimNone, "   5.00"},
         {"negative number complemented", 'N', 7, 2, "-5", TrimNone, "\x0a\x0a\x0a\x05.\x0a\x0a"},
         {"wider negative number complemented", 'N', 7, 2, "-10", TrimNone, "\x0a\x0a\x09\x0a.\x0a\x0a"},
     };
@@ -196,76 +183,55 @@ TEST(SortKey, KeysBeyondTheBufferStillEndInTheirNumber) {
     EXPECT_EQ(order_of(image, twenty.c_str()), (std::vector<int32_t>{2, 0, 1}));
 }
 
-// Random tables against a reference that compares the typed values directly.
+// Random tables against a reference that compares the typed values directly:
+// text (folded under /CASE), numbers as doubles, dates as digits with dates that
+// can't be shown (blank, or before December 1901) first; ties by position.
 TEST(Order, AgreesWithAReferenceOnRandomTables) {
     std::mt19937 rng(1914);
+    auto pick = [&](int n) { return static_cast<int>(rng() % static_cast<unsigned>(n)); };
     const char kLetters[] = "abAB z0";
+    const char* const kKeyLists[] = {"NAME", "NUM", "DAY", "NAME;NUM", "DAY;NAME", "NUM;DAY;NAME"};
+    const std::vector<std::vector<int>> kKeyFields = {{0}, {1}, {2}, {0, 1}, {2, 0}, {1, 2, 0}};
     for (int round = 0; round < 150; ++round) {
-        SCOPED_TRACE(testing::Message() << "round " << round);
-        int width = 1 + static_cast<int>(rng() % 4);
-        std::vector<FieldSpec> fields = {{"NAME", 'C', width}, {"NUM", 'N', 7, 2}, {"DAY", 'D', 8}};
-        size_t count = rng() % 60;
-        struct Row { std::string name; double number; std::string day; };
-        std::vector<Row> rows;
+        int width = 1 + pick(4), list = pick(6);
+        Flags flags{.date_mode = pick(4), .case_insensitive = pick(2), .descending = pick(2)};
+        SCOPED_TRACE(testing::Message() << "round " << round << ", " << kKeyLists[list]);
         TableImage image;
-        image.fields = fields;
-        for (size_t i = 0; i < count; ++i) {
-            Row row;
-            for (int j = 0; j < width; ++j) row.name += kLetters[rng() % (sizeof kLetters - 1)];
-            char number[16] = "";
-            if (rng() % 5 != 0) {
-                int cents = static_cast<int>(rng() % 4000) - 2000;
-                if (cents == 0) cents = 1;  // "-0.00" would sort apart from 0.00
-                std::snprintf(number, sizeof number, "%.2f", cents / 100.0);
-            }
-            row.number = std::atof(number);
-            char day[16] = "";
-            switch (rng() % 4) {
-                case 0: break;  // blank
-                case 1: std::snprintf(day, sizeof day, "1%03d%02d%02d", static_cast<int>(rng() % 901),
-                                      1 + static_cast<int>(rng() % 12), 1 + static_cast<int>(rng() % 28)); break;
-                default: std::snprintf(day, sizeof day, "%04d%02d%02d", 1902 + static_cast<int>(rng() % 136),
-                                       1 + static_cast<int>(rng() % 12), 1 + static_cast<int>(rng() % 28));
-            }
-            // Dates before December 1901 can't be shown: they sort as blank ones.
-            row.day = std::strncmp(day, "1902", 4) >= 0 ? day : "";
+        image.fields = {{"NAME", 'C', width}, {"NUM", 'N', 7, 2}, {"DAY", 'D', 8}};
+        struct Row { std::string name; double number; std::string day; };
+        std::vector<Row> rows(static_cast<size_t>(pick(60)));
+        for (Row& row : rows) {
+            for (int j = 0; j < width; ++j) row.name += kLetters[pick(7)];
+            char number[16] = "", day[16] = "";
+            int cents = pick(4000) - 2000;  // never 0: "-0.00" would sort apart from 0.00
+            if (pick(5) != 0) std::snprintf(number, sizeof number, "%.2f", (cents ? cents : 1) / 100.0);
+            if (int kind = pick(4); kind > 0)
+                std::snprintf(day, sizeof day, "%04d%02d%02d", kind == 1 ? 1000 + pick(901) : 1902 + pick(136),
+                              1 + pick(12), 1 + pick(28));
             image.add({row.name, number, day});
-            rows.push_back(row);
+            row.number = std::atof(number);
+            row.day = std::strcmp(day, "1902") >= 0 ? day : "";
         }
-        static const char* const kKeyLists[] = {"NAME", "NUM", "DAY", "NAME;NUM", "DAY;NAME", "NUM;DAY;NAME"};
-        const char* keys = kKeyLists[rng() % 6];
-        Flags flags;
-        flags.case_insensitive = static_cast<int>(rng() % 2);
-        flags.descending = static_cast<int>(rng() % 2);
-        flags.date_mode = static_cast<int>(rng() % 4);
-        SCOPED_TRACE(keys);
-
-        auto folded = [&](std::string s) {
+        auto folded = [&](std::string text) {
             if (flags.case_insensitive)
-                for (char& ch : s) if (ch >= 'a' && ch <= 'z') ch = static_cast<char>(ch - 32);
-            return s;
+                for (char& ch : text) ch = static_cast<char>(std::toupper(static_cast<unsigned char>(ch)));
+            return text;
         };
-        auto compare_field = [&](const std::string& name, const Row& x, const Row& y) {
-            if (name == "NAME") return folded(x.name).compare(folded(y.name));
-            if (name == "NUM") return (x.number > y.number) - (x.number < y.number);
+        auto compare_field = [&](int field, const Row& x, const Row& y) {
+            if (field == 0) return folded(x.name).compare(folded(y.name));
+            if (field == 1) return (x.number > y.number) - (x.number < y.number);
             return x.day.compare(y.day);
         };
-        std::vector<std::string> names;
-        for (const char* p = keys; *p;) {
-            const char* end = std::strchr(p, ';');
-            names.emplace_back(p, end ? static_cast<size_t>(end - p) : std::strlen(p));
-            p = end ? end + 1 : p + std::strlen(p);
-        }
-        std::vector<int32_t> expected(count);
+        std::vector<int32_t> expected(rows.size());
         std::iota(expected.begin(), expected.end(), 0);
         std::sort(expected.begin(), expected.end(), [&](int32_t a, int32_t b) {
             int r = 0;
-            for (const std::string& name : names)
-                if ((r = compare_field(name, rows[a], rows[b])) != 0) break;
+            for (int field : kKeyFields[list])
+                if ((r = compare_field(field, rows[a], rows[b])) != 0) break;
             if (r == 0) r = a < b ? -1 : 1;
             return flags.descending ? r > 0 : r < 0;
         });
-        EXPECT_EQ(order_of(image, keys, flags), expected);
+        EXPECT_EQ(order_of(image, kKeyLists[list], flags), expected);
     }
 }
 
@@ -273,11 +239,9 @@ TEST(OrderParameter, ReportsMissingAndUnknownFields) {
     struct Case { const char* arg; const char* out; };
     const Case kCases[] = {
         {"/ORDER:", "Field[s] required for order...\n"},
-        {"/O:", "Field[s] required for order...\n"},
         {"/ORDER:nosuch", "Invalid field[s]...\n"},
         {"/ORDER:nosuch;NUM", "Invalid field[s]...\n"},
         {"/ORDER:NUM;nosuch", ""},
-        {"/order:num", ""},
     };
     for (const Case& c : kCases) {
         SCOPED_TRACE(c.arg);
