@@ -167,3 +167,21 @@ TEST(MarkParameters, ApplyToEveryTableOfTheCall) {
     EXPECT_EQ(marks_of(dir.read("a.dbf")), "**   ");
     EXPECT_EQ(marks_of(dir.read("b.dbf")), "** * ");
 }
+
+TEST(RangeParameter, ChoosesTheRecordsOfAListingInTheCurrentOrder) {
+    struct Case { const char* what; std::vector<std::string> args; std::string out; };
+    const Case kCases[] = {
+        {"range", {"/RANGE:2-4", "/SELECT:NAME"}, "b  |\nc  |\nd  |\n"},
+        {"through an order", {"/DESC", "/ORDER:NAME", "/RANGE:1,5;5", "/SELECT:NAME"}, "e  |\na  |\na  |\n"},
+        {"empty list lists nothing", {"/RANGE:0", "/SELECT:NAME"}, ""},
+        {"back to all", {"/RANGE:1-2", "/RANGE:all", "/SELECT:NAME"}, "a  |\nb  |\nc  |\nd  |\ne  |\n"},
+    };
+    for (const Case& c : kCases) {
+        SCOPED_TRACE(c.what);
+        ScratchDir dir;
+        dir.write("t.dbf", five_records().bytes());
+        std::vector<std::string> args = {"t.dbf"};
+        args.insert(args.end(), c.args.begin(), c.args.end());
+        EXPECT_EQ(dir.run(args).out, c.out);
+    }
+}

@@ -254,3 +254,21 @@ TEST(OrderParameter, ReportsMissingAndUnknownFields) {
         EXPECT_EQ(dir.read("t.dbf"), bytes) << "an order leaves the file alone";
     }
 }
+
+TEST(OrderParameter, OrdersWhatFollows) {
+    struct Case { std::vector<std::string> args; std::string out; };
+    const Case kCases[] = {
+        {{"/ORDER:NAME", "/SELECT:NAME"}, "ABC|\nabc|\nabd|\n"},
+        {{"/CASE", "/ORDER:NAME", "/SELECT:NAME"}, "abc|\nABC|\nabd|\n"},
+        {{"/ORDER:NAME", "/CASE", "/DESC", "/SELECT:NAME"}, "ABC|\nabc|\nabd|\n"},
+        {{"/CASE", "/DESC", "/O:NAME", "/SELECT:NAME"}, "abd|\nABC|\nabc|\n"},
+    };
+    for (const Case& c : kCases) {
+        SCOPED_TRACE(testing::PrintToString(c.args));
+        ScratchDir dir;
+        dir.write("t.dbf", image_of({kName3}, {{"abc"}, {"abd"}, {"ABC"}}).bytes());
+        std::vector<std::string> args = {"t.dbf"};
+        args.insert(args.end(), c.args.begin(), c.args.end());
+        EXPECT_EQ(dir.run(args).out, c.out);
+    }
+}
