@@ -40,8 +40,9 @@ int64_t dbf_seek_record(const DbfTable& table, int32_t position) {
 }
 
 // A window of the file behind a sequential walk. A read that continues where the
-// last one ended fills it with one large read; reads elsewhere (a sort, an order)
-// go to the file one by one. Writes through this table patch the window; writes
+// last one ended fills it with one read, twice as large as the one before, up to
+// 256 KiB; a read elsewhere (a sort, an order) goes to the file alone and starts
+// the growth anew, so short runs, such as a sort's partition scans, stay cheap. Writes through this table patch the window; writes
 // from anywhere else mark it stale through its watch.
 struct RecordCache {
     FileWatch watch;
@@ -49,6 +50,7 @@ struct RecordCache {
     int64_t start = -1;     // file offset of bytes[0]; -1 while empty
     size_t length = 0;      // valid bytes
     int64_t next_read = -1; // where a read continuing the last one would start
+    size_t window = 0;      // size of the next fill
 };
 
 void RecordCacheDeleter::operator()(RecordCache* cache) const {
@@ -58,6 +60,7 @@ void RecordCacheDeleter::operator()(RecordCache* cache) const {
 
 namespace {
 
+constexpr size_t kFirstWindow = 4 * 1024;
 constexpr size_t kReadWindow = 256 * 1024;
 
 RecordCache& cache_of(DbfTable& table) {
@@ -77,12 +80,17 @@ int64_t cached_read(DbfTable& table, int64_t offset, size_t length) {
         std::memcpy(table.record.data(), cache.bytes.data() + (offset - cache.start), length);
         return static_cast<int64_t>(length);
     }
-    if (!sequential) return file_read_at(table.fd, table.record.data(), length, offset);
+    if (!sequential) {
+        cache.window = kFirstWindow;
+        return file_read_at(table.fd, table.record.data(), length, offset);
+    }
     if (!cache.watch.registered && !file_watch(cache.watch, table.fd))
         return file_read_at(table.fd, table.record.data(), length, offset);
-    cache.bytes.resize(std::max(kReadWindow, length));
+    size_t fill = std::max({cache.window, kFirstWindow, length});
+    cache.window = std::min(fill * 2, kReadWindow);
+    if (cache.bytes.size() < fill) cache.bytes.resize(fill);
     cache.watch.stale = false;
-    int64_t got = file_read_at(table.fd, cache.bytes.data(), cache.bytes.size(), offset);
+    int64_t got = file_read_at(table.fd, cache.bytes.data(), fill, offset);
     if (got < 0) {
         cache.start = -1;
         return got;
