@@ -504,3 +504,12 @@ TEST(Interoperability, SortedPackedAndMadeTablesReadInDbfread) {
         }
     }
 }
+
+TEST(Maintain, SortTakesEveryRecordAndListsInItsNewOrder) {
+    ScratchDir dir;
+    dir.write("t.dbf", names(kRows).bytes());
+    RunResult r = dir.run({"t.dbf", "/FILTER:N=2", "/ORDER:N", "/SORT:NAME", "/COUNT", "/SELECT:NAME"});
+    EXPECT_EQ(r.out, "5\napple |\napple |\nfig   |\nkiwi  |\npear  |\n")
+        << "filter and order are dropped, marked records sorted too";
+    EXPECT_EQ(records_of(dir.read("t.dbf")), records_in_order(names(kRows), {1, 3, 2, 4, 0}));
+}
