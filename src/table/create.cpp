@@ -302,6 +302,10 @@ void dbf_fill_field(FieldDesc& desc, const char* name, char type, uint16_t wide)
 int dbf_truncate(DbfTable& table, int32_t count) {
     int64_t end = dbf_seek_physical(table, count);
     if (end < 0) return 0;
+    // Records added by a longer count are all zero bytes, their marks too: the old
+    // end mark and any torn record behind the last one go first.
+    int64_t records_end = dbf_seek_physical(table, table.header.record_count);
+    if (end > records_end && records_end >= 0 && file_truncate(table.fd, records_end) != 0) return 0;
     if (file_truncate(table.fd, end) != 0) return 0;
     table.header.record_count = static_cast<uint32_t>(count);
     return dbf_write_header(table);
