@@ -186,8 +186,8 @@ void copy_mode(const std::string& from, int to_fd) {
     struct stat st;
     if (stat(from.c_str(), &st) != 0) return;
     if (fchmod(to_fd, st.st_mode & 07777) != 0) return;
-    // Only possible for the owner's own group, or for root; otherwise the copy
-    // belongs to whoever packs it.
+    // Only root, or an owner keeping to its own groups, can hand the copy over;
+    // otherwise it belongs to whoever packs it.
     if (fchown(to_fd, st.st_uid, st.st_gid) != 0) return;
 }
 
