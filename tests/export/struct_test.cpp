@@ -159,7 +159,8 @@ TEST(Struct, RowsOfEachKindOfField) {
         const std::string out = r.out;
         EXPECT_EQ(out.substr(out.rfind("Length\n") + 7), std::string(k.text) + "\n");
         EXPECT_EQ(dir.read("r.sql"), std::string("CREATE TABLE \"t.dbf\" (\n\t").append(k.sql).append("\n\t);\n\n"));
-        EXPECT_EQ(dir.read("r.fox"), std::string("CREATE TABLE \"t.dbf\" ( ;\n\t").append(k.fox).append(" ;\n\t)\n\n"));
+        EXPECT_EQ(dir.read("r.fox"),
+                  std::string("CREATE TABLE \"t.dbf\" ( ;\n\t").append(k.fox).append(" ;\n\t)\n\n"));
         EXPECT_EQ(dir.read("r.prg"), std::string("DBCREATE(\"t.dbf\", {;\n\t").append(k.prg).append(",;\n\t})\n\n"));
     }
 }
@@ -232,7 +233,8 @@ TEST(Struct, ExtendedTableOpensAsATable) {
         "for r in t: print('%s|%s|%d|%d|%r' % (r['FIELD_NAME'], r['FIELD_TYPE'], r['FIELD_LEN'], r['FIELD_DEC'],"
         " r['DESCRIPT']))\n";
     dir.write("read.py", script);
-    const std::string command = std::string("/usr/bin/python3 ").append(dir.file("read.py")).append(" > ").append(dir.file("read.out"));
+    const std::string command =
+        std::string("/usr/bin/python3 ").append(dir.file("read.py")).append(" > ").append(dir.file("read.out"));
     ASSERT_EQ(std::system(command.c_str()), 0);
     std::string expected = "FIELD_NAME,FIELD_TYPE,FIELD_LEN,FIELD_DEC,DESCRIPT\n";
     for (int i = 0; i < 12; ++i) {
