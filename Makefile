@@ -4,7 +4,9 @@
 JOBS ?= $(shell nproc 2>/dev/null || echo 2)
 MAKEFLAGS += --no-print-directory
 
-.PHONY: all build test asan demo examples clean
+PREFIX ?= /usr/local
+
+.PHONY: all build test asan demo examples install clean
 
 all: build
 
@@ -26,6 +28,10 @@ examples: build
 
 demo: build
 	@sh tools/demo.sh ./build/trugtool
+
+# Installs build/trugtool and its manual under $(PREFIX); DESTDIR stages the install.
+install: build
+	cmake --install build --prefix $(PREFIX)
 
 clean:
 	rm -rf build build-asan

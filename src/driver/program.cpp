@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <memory>
 #include <strings.h>
 
 #include "driver/parameters.h"
@@ -64,10 +65,13 @@ void table_pass(const char* argument, const std::string& settings_path, int firs
 
 }  // namespace
 
+void (*die_exit)(int status) = std::exit;
+
 [[noreturn]] void die(const char* message, const char* path) {
     std::printf("%s %s", message, path);
     std::fflush(stdout);
-    std::exit(1);
+    die_exit(1);
+    std::abort();  // die_exit does not come back
 }
 
 void cmd_version() {
@@ -124,11 +128,14 @@ std::string path_merge(const char* prefix, const char* directory, const char* na
 
 int apply_parameter_file(const char* path) {
     if (list_depth >= kMaxListDepth) return 0;
-    FILE* file = std::fopen(path, "r");
-    if (file == nullptr) return 0;
-    ++list_depth;
+    std::unique_ptr<FILE, int (*)(FILE*)> file(std::fopen(path, "r"), std::fclose);
+    if (!file) return 0;
+    struct DepthGuard {
+        DepthGuard() { ++list_depth; }
+        ~DepthGuard() { --list_depth; }
+    } depth;
     char line[kListLineSize];
-    while (std::fgets(line, sizeof line, file) != nullptr) {
+    while (std::fgets(line, sizeof line, file.get()) != nullptr) {
         size_t length = std::strlen(line);
         switch (line[0]) {
             case '@': {
@@ -145,8 +152,6 @@ int apply_parameter_file(const char* path) {
             }
         }
     }
-    std::fclose(file);
-    --list_depth;
     return 1;
 }
 

@@ -11,6 +11,9 @@
 int run_program(int argc, char** argv);
 // Writes message, a blank and path, without a line end, and ends with status 1.
 [[noreturn]] void die(const char* message, const char* path);
+// How die ends the process: std::exit. A seam for harnesses that run the whole
+// program in-process; a replacement must not return.
+extern void (*die_exit)(int status);
 void cmd_version();
 // 0 if the file can't be opened, 1 otherwise.
 int apply_parameter_file(const char* path);

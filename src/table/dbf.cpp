@@ -211,6 +211,7 @@ void dbf_close(DbfTable* table) {
     if (table == nullptr || table->fd == 0) return;
     close(table->fd);
     table->fd = 0;
+    table->read_cache.reset();
     table->record.clear();
     table->record.shrink_to_fit();
     table->value.clear();

@@ -69,6 +69,11 @@ struct CondScratchDeleter {
     void operator()(CondScratch* scratch) const;
 };
 
+struct RecordCache;
+struct RecordCacheDeleter {
+    void operator()(RecordCache* cache) const;
+};
+
 using ConvertFn = void (*)(const char* source, char* destination);
 using FoldFn = void (*)(char* text);
 using ProgressFn = void (*)();
@@ -128,6 +133,8 @@ struct DbfTable : DbfSettings {
     int32_t sort_record_a = 0, sort_record_b = 0;
 
     int32_t use_index = 1;  // 0 while a routine walks physical records
+    // Read-ahead of sequential record reads, kept coherent with every write to the file.
+    std::unique_ptr<RecordCache, RecordCacheDeleter> read_cache;
     std::array<std::string, 4> date_format, datetime_format;  // by DateMode
 };
 

@@ -6,7 +6,48 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <vector>
+
 int64_t file_write_budget = -1;
+
+namespace {
+
+std::vector<FileWatch*> watches;
+
+// Every write and truncation passes here before it touches the file.
+void mark_watchers(int fd) {
+    if (watches.empty()) return;
+    struct stat st;
+    if (fstat(fd, &st) != 0) {
+        for (FileWatch* watch : watches) watch->stale = true;
+        return;
+    }
+    for (FileWatch* watch : watches)
+        if (watch->device == static_cast<uint64_t>(st.st_dev) && watch->inode == static_cast<uint64_t>(st.st_ino))
+            watch->stale = true;
+}
+
+}  // namespace
+
+bool file_watch(FileWatch& watch, int fd) {
+    file_unwatch(watch);
+    struct stat st;
+    if (fstat(fd, &st) != 0) return false;
+    watch.device = static_cast<uint64_t>(st.st_dev);
+    watch.inode = static_cast<uint64_t>(st.st_ino);
+    watch.stale = false;
+    watch.registered = true;
+    watches.push_back(&watch);
+    return true;
+}
+
+void file_unwatch(FileWatch& watch) {
+    if (!watch.registered) return;
+    watches.erase(std::remove(watches.begin(), watches.end(), &watch), watches.end());
+    watch.registered = false;
+    watch.stale = true;
+}
 
 int64_t file_read_at(int fd, void* buffer, size_t count, int64_t offset) {
     if (offset < 0) return -1;
@@ -26,6 +67,7 @@ int64_t file_write_at(int fd, const void* buffer, size_t count, int64_t offset) 
     if (offset < 0) return -1;
     if (file_write_budget == 0) return -1;
     if (file_write_budget > 0) --file_write_budget;
+    mark_watchers(fd);
     size_t done = 0;
     const auto* bytes = static_cast<const char*>(buffer);
     while (done < count) {
@@ -46,6 +88,7 @@ int64_t file_size(int fd) {
 int file_truncate(int fd, int64_t size) {
     if (file_write_budget == 0) return -1;
     if (file_write_budget > 0) --file_write_budget;
+    mark_watchers(fd);
     return ftruncate(fd, static_cast<off_t>(size));
 }
 

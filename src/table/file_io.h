@@ -18,6 +18,18 @@ int file_truncate(int fd, int64_t size);
 // Opens for reading and writing, creating or emptying the file, mode 0644 less the umask.
 int file_create(const char* path);
 
+// A reader's claim on a file: any write or truncation of that file, through any
+// descriptor, marks it stale. Caches register while they hold file content.
+struct FileWatch {
+    uint64_t device = 0;
+    uint64_t inode = 0;
+    bool stale = true;
+    bool registered = false;
+};
+// Registers the watch for the file behind `fd`; false if the file can't be told.
+bool file_watch(FileWatch& watch, int fd);
+void file_unwatch(FileWatch& watch);
+
 // Writes still allowed before every further write fails; negative means no limit.
 // A test seam: the program never sets it.
 extern int64_t file_write_budget;

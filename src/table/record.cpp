@@ -4,6 +4,7 @@
 // Commands name records by visible position; order_index maps a visible position
 // to a filter position and filter_index a filter position to a physical number.
 // Record n of the file starts at header_length + n * record_length.
+#include <algorithm>
 #include <cstring>
 
 #include "table/dbf.h"
@@ -38,18 +39,90 @@ int64_t dbf_seek_record(const DbfTable& table, int32_t position) {
     return dbf_seek_physical(table, number);
 }
 
+// A window of the file behind a sequential walk. A read that continues where the
+// last one ended fills it with one large read; reads elsewhere (a sort, an order)
+// go to the file one by one. Writes through this table patch the window; writes
+// from anywhere else mark it stale through its watch.
+struct RecordCache {
+    FileWatch watch;
+    std::vector<uint8_t> bytes;
+    int64_t start = -1;     // file offset of bytes[0]; -1 while empty
+    size_t length = 0;      // valid bytes
+    int64_t next_read = -1; // where a read continuing the last one would start
+};
+
+void RecordCacheDeleter::operator()(RecordCache* cache) const {
+    file_unwatch(cache->watch);
+    delete cache;
+}
+
 namespace {
+
+constexpr size_t kReadWindow = 256 * 1024;
+
+RecordCache& cache_of(DbfTable& table) {
+    if (!table.read_cache) table.read_cache.reset(new RecordCache);
+    return *table.read_cache;
+}
+
+bool cache_valid(const RecordCache& cache) { return cache.start >= 0 && !cache.watch.stale; }
+
+// Reads `length` bytes at `offset` into the record buffer through the window.
+int64_t cached_read(DbfTable& table, int64_t offset, size_t length) {
+    RecordCache& cache = cache_of(table);
+    bool sequential = offset == cache.next_read;
+    cache.next_read = offset + static_cast<int64_t>(length);
+    if (cache_valid(cache) && offset >= cache.start &&
+        offset + static_cast<int64_t>(length) <= cache.start + static_cast<int64_t>(cache.length)) {
+        std::memcpy(table.record.data(), cache.bytes.data() + (offset - cache.start), length);
+        return static_cast<int64_t>(length);
+    }
+    if (!sequential) return file_read_at(table.fd, table.record.data(), length, offset);
+    if (!cache.watch.registered && !file_watch(cache.watch, table.fd))
+        return file_read_at(table.fd, table.record.data(), length, offset);
+    cache.bytes.resize(std::max(kReadWindow, length));
+    cache.watch.stale = false;
+    int64_t got = file_read_at(table.fd, cache.bytes.data(), cache.bytes.size(), offset);
+    if (got < 0) {
+        cache.start = -1;
+        return got;
+    }
+    cache.start = offset;
+    cache.length = static_cast<size_t>(got);
+    size_t copied = std::min(length, cache.length);
+    std::memcpy(table.record.data(), cache.bytes.data(), copied);
+    return static_cast<int64_t>(copied);
+}
+
+// Writes through this table keep its own window true.
+int64_t cached_write(DbfTable& table, const void* data, size_t length, int64_t offset) {
+    RecordCache* cache = table.read_cache.get();
+    bool was_valid = cache != nullptr && cache_valid(*cache);
+    int64_t written = file_write_at(table.fd, data, length, offset);
+    if (!was_valid) return written;
+    if (written != static_cast<int64_t>(length)) {
+        cache->start = -1;
+        return written;
+    }
+    int64_t from = std::max(offset, cache->start);
+    int64_t to = std::min(offset + static_cast<int64_t>(length), cache->start + static_cast<int64_t>(cache->length));
+    if (from < to)
+        std::memcpy(cache->bytes.data() + (from - cache->start), static_cast<const uint8_t*>(data) + (from - offset),
+                    static_cast<size_t>(to - from));
+    cache->watch.stale = false;
+    return written;
+}
 
 int read_at(DbfTable& table, int64_t offset) {
     if (offset < 0 || table.record.empty()) return 0;
     size_t length = table.header.record_length;
-    return file_read_at(table.fd, table.record.data(), length, offset) == static_cast<int64_t>(length);
+    return cached_read(table, offset, length) == static_cast<int64_t>(length);
 }
 
 int write_at(DbfTable& table, int64_t offset) {
     if (offset < 0 || table.record.empty()) return 0;
     size_t length = table.header.record_length;
-    return file_write_at(table.fd, table.record.data(), length, offset) == static_cast<int64_t>(length);
+    return cached_write(table, table.record.data(), length, offset) == static_cast<int64_t>(length);
 }
 
 }  // namespace
@@ -73,7 +146,7 @@ int dbf_read_mark(DbfTable& table, int32_t position) {
 
 int dbf_write_mark(DbfTable& table, int32_t position) {
     int64_t offset = dbf_seek_record(table, position);
-    return offset >= 0 && file_write_at(table.fd, &table.mark_byte, 1, offset) == 1;
+    return offset >= 0 && cached_write(table, &table.mark_byte, 1, offset) == 1;
 }
 
 namespace {
@@ -117,12 +190,12 @@ int dbf_write_header(DbfTable& table) {
     table.header.update_year = dbf_header_year(local.tm_year);
     table.header.update_month = static_cast<uint8_t>(local.tm_mon + 1);
     table.header.update_day = static_cast<uint8_t>(local.tm_mday);
-    int written = file_write_at(table.fd, &table.header, sizeof(DbfHeader), 0) ==
+    int written = cached_write(table, &table.header, sizeof(DbfHeader), 0) ==
                   static_cast<int64_t>(sizeof(DbfHeader));
     int64_t end = dbf_seek_physical(table, table.header.record_count);
     if (end >= 0) {
         const uint8_t eof_mark = 0x1A;
-        file_write_at(table.fd, &eof_mark, 1, end);
+        cached_write(table, &eof_mark, 1, end);
     }
     return written;
 }

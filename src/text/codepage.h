@@ -6,7 +6,14 @@
 // conversions are called with the same buffer as source and destination.
 #pragma once
 
+#include <array>
+#include <cstdint>
+
 #include "table/dbf.h"
+
+// The built-in pair, indexed by a byte's unsigned value; each is the other's inverse.
+extern const std::array<uint8_t, 256> oem_to_ansi_table;
+extern const std::array<uint8_t, 256> ansi_to_oem_table;
 
 void oem_to_ansi_default(const char* source, char* destination);
 void ansi_to_oem_default(const char* source, char* destination);

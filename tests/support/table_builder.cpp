@@ -158,7 +158,7 @@ int32_t MemoImage::add(const std::string& text, uint32_t fox_block_type) {
             data += '\x1A';
             break;
         case Dbase4:
-            data += "\xFF\xFF\x08\x00";
+            data += std::string("\xFF\xFF\x08\x00", 4);  // the mark 0x0008FFFF
             data += le32(static_cast<int32_t>(text.size() + 8));
             data += text;
             break;

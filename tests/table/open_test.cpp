@@ -1,4 +1,5 @@
 // tests/table/open_test.cpp
+#include <cstdio>
 #include <cstring>
 
 #include <gtest/gtest.h>
@@ -15,6 +16,12 @@ TableImage two_fields() {
     t.add({"SMITH", "42"});
     t.add({"JONES", "7"});
     return t;
+}
+
+std::string numbered(const char* prefix, int i) {
+    char name[16];
+    std::snprintf(name, sizeof name, "%s%d", prefix, i);
+    return name;
 }
 
 std::unique_ptr<DbfTable> open_image(const ScratchDir& dir, const std::string& bytes) {
@@ -169,7 +176,7 @@ TEST(OpenTable, WideCharacterFieldPushesTheNextOffset) {
 TEST(OpenTable, DescriptorsStopAt2048Fields) {
     ScratchDir dir;
     TableImage t;
-    for (int i = 0; i < 2100; ++i) t.raw_descriptors += descriptor("F" + std::to_string(i), 'C', 1);
+    for (int i = 0; i < 2100; ++i) t.raw_descriptors += descriptor(numbered("F", i), 'C', 1);
     t.header_length = 65535;
     t.record_length = 2;
     auto table = open_image(dir, t.bytes());
@@ -208,7 +215,7 @@ TEST(OpenTable, ElevenByteNamesAreReadBounded) {
 TEST(OpenTable, FieldsPastTheRecordBufferHaveNoBytes) {
     ScratchDir dir;
     TableImage t;
-    for (int i = 0; i < 300; ++i) t.fields.push_back({"F" + std::to_string(i), 'C', 255});
+    for (int i = 0; i < 300; ++i) t.fields.push_back({numbered("F", i), 'C', 255});
     auto table = open_image(dir, t.bytes());
     ASSERT_NE(table, nullptr);
     EXPECT_NE(dbf_field_ptr(*table, 0, 255), nullptr);

@@ -1,0 +1,220 @@
+// table/field_write.cpp
+//
+// Storing values into one field of the record buffer, in the stored form of the
+// field's type; the reverse of reading. Numbers in N and F fields are right-aligned
+// text, I a little-endian signed 32-bit integer, Y a signed 64-bit count of
+// 1/10000, B an IEEE double, D the digits YYYYMMDD, T either the digits
+// YYYYMMDDHHMMSS or, in 8 bytes, a day number and the milliseconds since midnight.
+//
+// A store never reports: what does not fit its field is not stored, and the field
+// keeps what it held. Nothing reaches the file here except memo text.
+#include <algorithm>
+#include <cctype>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "table/dbf.h"
+
+namespace {
+
+// Day number of 1 January of the year 0, less one: day 1 of year 0 is 1721060.
+constexpr int64_t kDayNumberBase = 1721059;
+constexpr int kMonthDays[12] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
+
+// Room for any printed value that could still fit a field: a length byte is at most
+// 255. Longer output is cut by snprintf and then refused for not fitting.
+constexpr size_t kPrintBuffer = 288;
+
+bool is_field(const DbfTable& table, int field) { return field >= 0 && field < table.field_count; }
+
+// The field's bytes for a binary store of `bytes` bytes; null unless the field is that
+// wide, so that a store never spills into the next field.
+uint8_t* binary_bytes(DbfTable& table, int field, int bytes) {
+    if (!is_field(table, field) || dbf_field_width(table, field) < bytes) return nullptr;
+    return dbf_field_ptr(table, field, bytes);
+}
+
+// Copies a printed value of exactly the field's length into the field.
+void store_printed(DbfTable& table, int field, const char* printed, int printed_length) {
+    int length = table.fields[field].length;
+    if (printed_length < 0 || printed_length > length) return;
+    if (uint8_t* bytes = dbf_field_ptr(table, field, length))
+        std::memcpy(bytes, printed, static_cast<size_t>(length));
+}
+
+// Days from 1 January of the year 0 to 1 January of `year`; none for a year below 1.
+// Year 0 and every fourth year after it are leap years, less the centuries that 400
+// does not divide.
+int64_t days_before_year(int64_t year) {
+    if (year <= 0) return 0;
+    return 365 * year + (year + 3) / 4 - (year + 99) / 100 + (year + 399) / 400;
+}
+
+int atoi_column(const char* text, size_t length, size_t column, size_t width) {
+    if (column >= length) return 0;
+    char digits[8] = {};
+    std::memcpy(digits, text + column, std::min(width, length - column));
+    return std::atoi(digits);
+}
+
+}  // namespace
+
+void dbf_field_set(DbfTable& table, int field, const char* text, double number) {
+    if (!is_field(table, field)) return;
+    if (text == nullptr) text = "";
+    switch (table.fields[field].type) {
+        case 'B': dbf_store_double(table, field, number); break;
+        case 'C': dbf_store_text(table, field, text); break;
+        case 'D': dbf_store_date_text(table, field, text); break;
+        case 'F': case 'N': dbf_store_number(table, field, number); break;
+        case 'I': {
+            double whole = std::trunc(number);
+            // NaN and values beyond 32 bits have no stored form.
+            if (whole >= INT32_MIN && whole <= INT32_MAX) dbf_store_int(table, field, static_cast<int32_t>(whole));
+            break;
+        }
+        case 'L': dbf_store_logical(table, field, text[0]); break;
+        case 'M': dbf_store_memo(table, field, text); break;
+        case 'T': dbf_store_datetime_text(table, field, text); break;
+        case 'Y': dbf_store_currency(table, field, number); break;
+        default: break;  // G among them: an OLE object is not made from text
+    }
+}
+
+void dbf_store_text(DbfTable& table, int field, const char* text) {
+    if (!is_field(table, field) || text == nullptr) return;
+    size_t length = std::strlen(text);
+    size_t wide = static_cast<size_t>(dbf_wide_length(table.fields[field]));
+    size_t count = length < wide ? length : wide;
+    if (uint8_t* bytes = dbf_field_ptr(table, field, static_cast<int>(count)))
+        std::memcpy(bytes, text, count);
+}
+
+void dbf_store_integer(DbfTable& table, int field, int32_t value) {
+    if (!is_field(table, field)) return;
+    char printed[kPrintBuffer];
+    int n = std::snprintf(printed, sizeof printed, "%*d", table.fields[field].length, value);
+    store_printed(table, field, printed, n);
+}
+
+void dbf_store_number(DbfTable& table, int field, double number) {
+    if (!is_field(table, field)) return;
+    const FieldDesc& desc = table.fields[field];
+    if (desc.decimals == 0) {
+        double whole = std::trunc(number);
+        if (whole >= INT32_MIN && whole <= INT32_MAX) dbf_store_integer(table, field, static_cast<int32_t>(whole));
+        return;
+    }
+    if (!std::isfinite(number)) return;
+    char printed[kPrintBuffer];
+    int n = std::snprintf(printed, sizeof printed, "%*.*f", desc.length, desc.decimals, number);
+    if (n < 0 || static_cast<size_t>(n) >= sizeof printed) return;
+    const char* point = std::strchr(printed, '.');
+    if (point == nullptr || point - printed > desc.length - desc.decimals - 1) return;
+    store_printed(table, field, printed, n);
+}
+
+void dbf_store_int(DbfTable& table, int field, int32_t value) {
+    if (uint8_t* bytes = binary_bytes(table, field, 4)) std::memcpy(bytes, &value, 4);
+}
+
+void dbf_store_double(DbfTable& table, int field, double number) {
+    if (uint8_t* bytes = binary_bytes(table, field, 8)) std::memcpy(bytes, &number, 8);
+}
+
+void dbf_store_currency(DbfTable& table, int field, double number) {
+    // Truncation, not rounding, decides the last digit. NaN and values beyond
+    // 64 bits have no stored form.
+    double units = std::trunc(number * 10000.0);
+    if (!(units >= -9223372036854775808.0 && units < 9223372036854775808.0)) return;
+    int64_t value = static_cast<int64_t>(units);
+    if (uint8_t* bytes = binary_bytes(table, field, 8)) std::memcpy(bytes, &value, 8);
+}
+
+void dbf_store_logical(DbfTable& table, int field, char letter) {
+    if (!is_field(table, field)) return;
+    int upper = std::toupper(static_cast<unsigned char>(letter));
+    uint8_t stored = (upper == 'Y' || upper == 'N' || upper == 'F' || upper == 'T') ? static_cast<uint8_t>(upper)
+                                                                                     : ' ';
+    if (uint8_t* bytes = dbf_field_ptr(table, field, 1)) *bytes = stored;
+}
+
+int dbf_store_memo(DbfTable& table, int field, const char* text) {
+    if (!is_field(table, field)) return 0;
+    int32_t block = dbf_memo_write(table, text);
+    if (block == 0) return 0;
+    if (dbf_wide_length(table.fields[field]) == 4)
+        dbf_store_int(table, field, block);
+    else
+        dbf_store_integer(table, field, block);
+    return 1;
+}
+
+void dbf_store_date_text(DbfTable& table, int field, const char* text) {
+    if (text == nullptr) text = "";
+    // Only the first 10 characters count, and in asis mode only the 8 digits.
+    char work[21];
+    std::memset(work, ' ', 20);
+    work[20] = '\0';
+    size_t length = strnlen(text, 10);
+    std::memcpy(work, text, length);
+    std::memset(work + length, 0, 10 - length);
+    work[table.date_mode == DateAsis ? 8 : 10] = '\0';
+    dbf_store_datetime_text(table, field, work);
+}
+
+void dbf_store_datetime_text(DbfTable& table, int field, const char* text) {
+    if (!is_field(table, field)) return;
+    if (text == nullptr) text = "";
+    // Columns of year, month, day, hour, minute and second; the delimiters between
+    // them are never looked at.
+    static const size_t kColumns[4][6] = {
+        {0, 4, 6, 8, 10, 12},    // asis: the stored digits
+        {6, 3, 0, 11, 14, 17},   // dmy
+        {6, 0, 3, 11, 14, 17},   // mdy
+        {0, 5, 8, 11, 14, 17},   // ymd
+    };
+    int mode = (table.date_mode >= DateDmy && table.date_mode <= DateYmd) ? table.date_mode : DateAsis;
+    const size_t* column = kColumns[mode];
+    size_t length = std::strlen(text);
+    int year = atoi_column(text, length, column[0], 4);
+    int month = atoi_column(text, length, column[1], 2);
+    int day = atoi_column(text, length, column[2], 2);
+    int hour = 0, minute = 0, second = 0;
+    if (table.fields[field].type == 'T') {
+        hour = atoi_column(text, length, column[3], 2);
+        minute = atoi_column(text, length, column[4], 2);
+        second = atoi_column(text, length, column[5], 2);
+    }
+    if (month == 0 || day == 0) {
+        dbf_field_blank(table, field);
+        return;
+    }
+    dbf_store_datetime(table, field, year, month, day, hour, minute, second);
+}
+
+void dbf_store_datetime(DbfTable& table, int field, int year, int month, int day,
+                        int hour, int minute, int second) {
+    if (!is_field(table, field)) return;
+    const FieldDesc& desc = table.fields[field];
+    if (desc.type == 'T' && dbf_wide_length(desc) == 8) {
+        // The month indexes the month lengths: outside 1..12 there is no day number.
+        if (month < 1 || month > 12) return;
+        int64_t milliseconds = (static_cast<int64_t>(second) + 60LL * minute + 3600LL * hour) * 1000;
+        int64_t days = day;
+        for (int m = 0; m < month - 1; ++m) days += kMonthDays[m] + (m == 1 && is_leap_year(year) ? 1 : 0);
+        days += days_before_year(year) + kDayNumberBase;
+        if (days < INT32_MIN || days > INT32_MAX || milliseconds < INT32_MIN || milliseconds > INT32_MAX) return;
+        uint8_t* bytes = binary_bytes(table, field, 8);
+        if (bytes == nullptr) return;
+        int32_t stored[2] = {static_cast<int32_t>(days), static_cast<int32_t>(milliseconds)};
+        std::memcpy(bytes, stored, 8);
+        return;
+    }
+    char printed[80];
+    int n = std::snprintf(printed, sizeof printed, "%04d%02d%02d%02d%02d%02d", year, month, day, hour, minute,
+                          second);
+    if ((desc.type == 'D' || desc.type == 'T') && n == 14) dbf_store_text(table, field, printed);
+}

@@ -1,0 +1,318 @@
+// table/memo.cpp
+//
+// Memo files. The record holds the number of the text's first block, counted from
+// the start of the file; the text sits at block number x block size. Block 0 holds
+// the file header, and bytes 0 to 3 of it always name the next free block, where
+// the next text is appended. Three layouts:
+//
+//   dBase III (.dbt, tables 0x03, 0x83): block size 512, not stored. Next free is
+//     little-endian. A text has no block head and ends at its first 0x1A.
+//   dBase IV (.dbt, tables 0x04, 0x8B): next free little-endian, 0x0102 at 18, the
+//     block size as a little-endian word at 20. A text block starts with
+//     FF FF 08 00 and a little-endian size that counts these 8 bytes and the text.
+//   FoxPro (.fpt, tables 0xF5, 0x30): everything big-endian. Next free at 0, the
+//     block size as a word at 6. A text block starts with its type (1 text, 2 also
+//     read as text) and the length of the text alone.
+//
+// Tables 0xE5 name an .smt file whose layout is not known; their memos are neither
+// read nor written. The memo file is never kept open: each operation opens it into
+// memo_fd and closes it before it returns.
+#include <algorithm>
+#include <cstring>
+#include <unistd.h>
+
+#include "table/dbf.h"
+#include "table/file_io.h"
+
+namespace {
+
+constexpr int64_t kDbase3BlockSize = 512;
+constexpr int64_t kDbase3ReadLimit = 65535;
+constexpr uint32_t kDbase4BlockMark = 0x0008FFFF;  // FF FF 08 00 on disk
+
+enum Layout { LayoutNone, LayoutDbase3, LayoutDbase4, LayoutFoxPro };
+
+Layout layout_of(const DbfTable& table) {
+    switch (table.header.signature) {
+        case 0x03: case 0x83: return LayoutDbase3;
+        case 0x04: case 0x8B: return LayoutDbase4;
+        case 0x30: case 0xF5: return LayoutFoxPro;
+        default: return LayoutNone;
+    }
+}
+
+uint32_t get_le32(const uint8_t* bytes) {
+    return static_cast<uint32_t>(bytes[0]) | static_cast<uint32_t>(bytes[1]) << 8 |
+           static_cast<uint32_t>(bytes[2]) << 16 | static_cast<uint32_t>(bytes[3]) << 24;
+}
+
+uint32_t get_be32(const uint8_t* bytes) {
+    return static_cast<uint32_t>(bytes[0]) << 24 | static_cast<uint32_t>(bytes[1]) << 16 |
+           static_cast<uint32_t>(bytes[2]) << 8 | static_cast<uint32_t>(bytes[3]);
+}
+
+uint16_t get_le16(const uint8_t* bytes) { return static_cast<uint16_t>(bytes[0] | bytes[1] << 8); }
+
+uint16_t get_be16(const uint8_t* bytes) { return static_cast<uint16_t>(bytes[0] << 8 | bytes[1]); }
+
+void put_le32(uint8_t* bytes, uint32_t value) {
+    for (int i = 0; i < 4; ++i) bytes[i] = static_cast<uint8_t>(value >> (8 * i));
+}
+
+void put_be32(uint8_t* bytes, uint32_t value) {
+    for (int i = 0; i < 4; ++i) bytes[i] = static_cast<uint8_t>(value >> (8 * (3 - i)));
+}
+
+void put_le16(uint8_t* bytes, uint16_t value) {
+    bytes[0] = static_cast<uint8_t>(value);
+    bytes[1] = static_cast<uint8_t>(value >> 8);
+}
+
+void put_be16(uint8_t* bytes, uint16_t value) {
+    bytes[0] = static_cast<uint8_t>(value >> 8);
+    bytes[1] = static_cast<uint8_t>(value);
+}
+
+bool read_exactly(int fd, void* buffer, size_t count, int64_t offset) {
+    return file_read_at(fd, buffer, count, offset) == static_cast<int64_t>(count);
+}
+
+bool write_exactly(int fd, const void* buffer, size_t count, int64_t offset) {
+    return file_write_at(fd, buffer, count, offset) == static_cast<int64_t>(count);
+}
+
+// Bytes the file holds from `offset` on; 0 past its end or if its size can't be had.
+int64_t bytes_from(int fd, int64_t offset) {
+    int64_t size = file_size(fd);
+    return size > offset ? size - offset : 0;
+}
+
+// The block number in the record: a 32-bit integer in a 4-byte field, decimal text
+// otherwise. Numbers outside 1..0xFFFFFFFF name no block.
+int64_t memo_block_of(const DbfTable& table, int field) {
+    if (field < 0 || field >= table.field_count) return 0;
+    int64_t block = dbf_wide_length(table.fields[field]) == 4 ? dbf_field_int(table, field)
+                                                             : dbf_field_atol(table, field);
+    return (block > 0 && block <= 0xFFFFFFFF) ? block : 0;
+}
+
+// The text as callers see it: up to its first NUL.
+std::string up_to_nul(const std::vector<char>& bytes, size_t count) {
+    auto end = bytes.begin() + static_cast<std::ptrdiff_t>(count);
+    return std::string(bytes.begin(), std::find(bytes.begin(), end, '\0'));
+}
+
+std::optional<std::string> read_dbase3(int fd, int64_t block) {
+    int64_t offset = block * kDbase3BlockSize;
+    // A block past the end of the file reads as an empty text.
+    int64_t wanted = std::min(kDbase3ReadLimit, bytes_from(fd, offset));
+    std::vector<char> bytes(static_cast<size_t>(wanted));
+    int64_t got = wanted > 0 ? file_read_at(fd, bytes.data(), bytes.size(), offset) : 0;
+    auto end = bytes.begin() + (got > 0 ? got : 0);
+    return up_to_nul(bytes, static_cast<size_t>(std::find(bytes.begin(), end, '\x1A') - bytes.begin()));
+}
+
+// Reads `length` text bytes behind the 8-byte block head at `offset`. A length
+// larger than the whole file is damage and gives no text; one that only runs past
+// the end gives what is there.
+std::optional<std::string> read_text_after_head(int fd, int64_t offset, uint32_t length) {
+    int64_t size = file_size(fd);
+    if (size < 0 || static_cast<int64_t>(length) > size) return std::nullopt;
+    int64_t wanted = std::min<int64_t>(length, bytes_from(fd, offset + 8));
+    std::vector<char> bytes(static_cast<size_t>(wanted));
+    int64_t got = wanted > 0 ? file_read_at(fd, bytes.data(), bytes.size(), offset + 8) : 0;
+    return up_to_nul(bytes, got > 0 ? static_cast<size_t>(got) : 0);
+}
+
+std::optional<std::string> read_dbase4(int fd, int64_t block) {
+    uint8_t header[24];
+    if (!read_exactly(fd, header, sizeof header, 0)) return std::nullopt;
+    int64_t block_size = get_le16(header + 20);
+    if (block_size == 0) return std::nullopt;
+    int64_t offset = block * block_size;
+    uint8_t head[8];
+    if (!read_exactly(fd, head, sizeof head, offset)) return std::nullopt;
+    if (get_le32(head) != kDbase4BlockMark) return std::nullopt;
+    uint32_t size = get_le32(head + 4);
+    if (size < 8) return std::nullopt;
+    return read_text_after_head(fd, offset, size - 8);
+}
+
+std::optional<std::string> read_foxpro(int fd, int64_t block) {
+    uint8_t header[8];
+    if (!read_exactly(fd, header, sizeof header, 0)) return std::nullopt;
+    int64_t block_size = get_be16(header + 6);
+    if (block_size == 0) return std::nullopt;
+    int64_t offset = block * block_size;
+    uint8_t head[8];
+    if (!read_exactly(fd, head, sizeof head, offset)) return std::nullopt;
+    uint32_t type = get_be32(head);
+    if (type != 1 && type != 2) return std::nullopt;
+    return read_text_after_head(fd, offset, get_be32(head + 4));
+}
+
+int64_t blocks_for(int64_t bytes, int64_t block_size) { return (bytes + block_size - 1) / block_size; }
+
+// A new text goes to block `next`; the header then names `next` + `blocks`. Block 0
+// is the header itself, and both numbers must fit the header's 32 bits and the
+// caller's signed result.
+bool append_fits(int64_t next, int64_t blocks) {
+    return next > 0 && next <= INT32_MAX && next + blocks <= 0xFFFFFFFF;
+}
+
+int32_t append_dbase3(int fd, const char* text, size_t length) {
+    uint8_t header[4];
+    // A file too short to name its next free block is not written to.
+    if (!read_exactly(fd, header, sizeof header, 0)) return 0;
+    int64_t next = get_le32(header);
+    int64_t stored = static_cast<int64_t>(length) + 1;  // the text and one 0x1A
+    int64_t blocks = blocks_for(stored, kDbase3BlockSize);
+    if (!append_fits(next, blocks)) return 0;
+    std::vector<uint8_t> bytes(text, text + length);
+    bytes.push_back(0x1A);
+    if (!write_exactly(fd, bytes.data(), bytes.size(), next * kDbase3BlockSize)) return 0;
+    put_le32(header, static_cast<uint32_t>(next + blocks));
+    file_write_at(fd, header, sizeof header, 0);
+    return static_cast<int32_t>(next);
+}
+
+int32_t append_dbase4(int fd, const char* text, size_t length) {
+    uint8_t header[24];
+    if (!read_exactly(fd, header, sizeof header, 0)) return 0;
+    int64_t next = get_le32(header);
+    int64_t block_size = get_le16(header + 20);
+    int64_t size = static_cast<int64_t>(length) + 8;
+    if (block_size == 0 || size > 0xFFFFFFFF) return 0;
+    int64_t blocks = blocks_for(size, block_size);
+    if (!append_fits(next, blocks)) return 0;
+    int64_t offset = next * block_size;
+    uint8_t head[8];
+    put_le32(head, kDbase4BlockMark);
+    put_le32(head + 4, static_cast<uint32_t>(size));
+    if (!write_exactly(fd, head, sizeof head, offset)) return 0;
+    if (!write_exactly(fd, text, length, offset + 8)) return 0;
+    put_le32(header, static_cast<uint32_t>(next + blocks));
+    file_write_at(fd, header, 4, 0);
+    return static_cast<int32_t>(next);
+}
+
+int32_t append_foxpro(int fd, const char* text, size_t length) {
+    uint8_t header[8];
+    if (!read_exactly(fd, header, sizeof header, 0)) return 0;
+    int64_t next = get_be32(header);
+    int64_t block_size = get_be16(header + 6);
+    if (block_size == 0 || length > 0xFFFFFFFF) return 0;
+    int64_t blocks = blocks_for(static_cast<int64_t>(length) + 8, block_size);
+    if (!append_fits(next, blocks)) return 0;
+    int64_t offset = next * block_size;
+    uint8_t head[8];
+    put_be32(head, 1);
+    put_be32(head + 4, static_cast<uint32_t>(length));
+    if (!write_exactly(fd, head, sizeof head, offset)) return 0;
+    if (!write_exactly(fd, text, length, offset + 8)) return 0;
+    put_be32(header, static_cast<uint32_t>(next + blocks));
+    file_write_at(fd, header, 4, 0);
+    return static_cast<int32_t>(next);
+}
+
+void close_memo(DbfTable& table) {
+    if (table.memo_fd > 0) close(table.memo_fd);
+    table.memo_fd = 0;
+}
+
+}  // namespace
+
+std::optional<std::string> dbf_memo_read(DbfTable& table, int field) {
+    if (table.header.signature == 0xE5) return std::nullopt;
+    int64_t block = memo_block_of(table, field);
+    if (block == 0) return std::nullopt;
+
+    std::optional<std::string> text;
+    table.memo_fd = dbf_open_file(table.memo_path.c_str());
+    if (table.memo_fd != 0) {
+        switch (layout_of(table)) {
+            case LayoutDbase3: text = read_dbase3(table.memo_fd, block); break;
+            case LayoutDbase4: text = read_dbase4(table.memo_fd, block); break;
+            case LayoutFoxPro: text = read_foxpro(table.memo_fd, block); break;
+            case LayoutNone: break;
+        }
+        close_memo(table);
+    }
+    table.memo_text.reset();
+    return text;
+}
+
+int32_t dbf_memo_write(DbfTable& table, const char* text) {
+    if (table.header.signature == 0xE5 || text == nullptr || *text == '\0') return 0;
+    table.memo_fd = dbf_open_file(table.memo_path.c_str());
+    if (table.memo_fd == 0) return 0;
+    size_t length = std::strlen(text);
+    int32_t block = 0;
+    switch (layout_of(table)) {
+        case LayoutDbase3: block = append_dbase3(table.memo_fd, text, length); break;
+        case LayoutDbase4: block = append_dbase4(table.memo_fd, text, length); break;
+        case LayoutFoxPro: block = append_foxpro(table.memo_fd, text, length); break;
+        case LayoutNone: break;
+    }
+    close_memo(table);
+    return block;
+}
+
+int32_t dbf_memo_block_size(DbfTable& table) {
+    table.memo_fd = dbf_open_file(table.memo_path.c_str());
+    if (table.memo_fd == 0) return 0;
+    int32_t size = 0;
+    switch (layout_of(table)) {
+        case LayoutDbase3:
+            size = static_cast<int32_t>(kDbase3BlockSize);
+            break;
+        case LayoutDbase4: {
+            // A header too short to hold the word gives the common default.
+            uint8_t header[24];
+            size = read_exactly(table.memo_fd, header, sizeof header, 0) ? get_le16(header + 20) : 256;
+            break;
+        }
+        case LayoutFoxPro: {
+            uint8_t header[8];
+            size = read_exactly(table.memo_fd, header, sizeof header, 0) ? get_be16(header + 6) : 256;
+            break;
+        }
+        case LayoutNone:
+            break;
+    }
+    close_memo(table);
+    return size;
+}
+
+int dbf_create_memo(const std::string& path, int kind, int block_size) {
+    // The block size goes into a 16-bit word; anything it can't hold takes 512, as 0 does.
+    int64_t block = (block_size > 0 && block_size <= 0xFFFF) ? block_size : 512;
+    int64_t stored = kind == MemoDbase3 ? 512 : block;
+    int64_t header_size = std::max<int64_t>(block, 512);
+    uint32_t first_free = static_cast<uint32_t>(header_size / stored);
+
+    std::vector<uint8_t> header(static_cast<size_t>(header_size), 0);
+    switch (kind) {
+        case MemoDbase3:
+            put_le16(header.data(), 1);
+            break;
+        case MemoFoxPro: case MemoVisualFoxPro:
+            put_be32(header.data(), first_free);
+            put_be16(header.data() + 6, static_cast<uint16_t>(stored));
+            break;
+        case MemoDbase4:
+            put_le16(header.data(), static_cast<uint16_t>(first_free));
+            put_le16(header.data() + 18, 0x0102);
+            put_le16(header.data() + 20, static_cast<uint16_t>(stored));
+            break;
+        default:
+            break;
+    }
+
+    std::string name = dbf_memo_file_name(path, kind);
+    int fd = file_create(name.c_str());
+    if (fd < 0) return 0;
+    int written = write_exactly(fd, header.data(), header.size(), 0);
+    close(fd);
+    return written;
+}

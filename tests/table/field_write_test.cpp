@@ -1,0 +1,197 @@
+// tests/table/field_write_test.cpp
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+
+#include "support/cli.h"
+#include "support/table_builder.h"
+#include "table/dbf.h"
+
+namespace {
+
+constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+constexpr double kInf = std::numeric_limits<double>::infinity();
+
+// Type, length byte and decimals of the field under test.
+struct Shape {
+    char type;
+    int length;
+    int decimals = 0;
+};
+
+// A table of the field under test and a 2-byte neighbour "zz" behind it, with the
+// field holding `before` in its stored form; record 0 is read into the buffer.
+struct OneField {
+    ScratchDir dir;
+    std::unique_ptr<DbfTable> table;
+
+    OneField(const Shape& shape, const std::string& before, int date_mode = DateAsis) {
+        TableImage image;
+        image.fields = {{"F", shape.type, shape.length, shape.decimals}, {"NEXT", 'C', 2}};
+        image.add({before, "zz"});
+        dir.write("t.dbf", image.bytes());
+        table = dbf_open(dir.file("t.dbf").c_str());
+        if (!table) return;
+        dbf_read_record(*table, 0);
+        table->date_mode = date_mode;
+    }
+
+    std::string bytes(int field) const {
+        const uint8_t* start = table->record.data() + table->fields[field].record_offset;
+        return std::string(reinterpret_cast<const char*>(start), static_cast<size_t>(dbf_field_width(*table, field)));
+    }
+};
+
+struct NumberStore {
+    const char* what;
+    Shape field;
+    std::string before;
+    double number;
+    std::string after;
+};
+
+const std::string kUnchanged5 = "  777";
+
+std::vector<NumberStore> number_stores() {
+    return {
+    {"N 5.0 right-aligns", {'N', 5}, kUnchanged5, 12, "   12"},
+    {"N 5.0 truncates toward zero", {'N', 5}, kUnchanged5, -12.9, "  -12"},
+    {"N 5.0 too wide stores nothing", {'N', 5}, kUnchanged5, 123456, kUnchanged5},
+    {"N 6.2 pads the decimals", {'N', 6, 2}, "  7.77", 1.5, "  1.50"},
+    {"N 6.2 whole part too wide", {'N', 6, 2}, "  7.77", 1234.5, "  7.77"},
+    {"N 6.2 whole part just fits", {'N', 6, 2}, "  7.77", -12.5, "-12.50"},
+    {"F takes the same form", {'F', 6, 2}, "  7.77", 1.5, "  1.50"},
+    {"N 40.2 wider than 31 bytes", {'N', 40, 2}, "7", 1.5, std::string(36, ' ') + "1.50"},
+    {"N 40.0 wider than 31 bytes", {'N', 40}, "7", -123, std::string(36, ' ') + "-123"},
+    {"N 12.0 holds the least 32-bit value", {'N', 12}, "7", -2147483648.0, " -2147483648"},
+    {"N 20.0 beyond 32 bits", {'N', 20}, "7", 3e9, std::string(19, ' ') + "7"},
+    {"N 5.0 not a number", {'N', 5}, kUnchanged5, kNaN, kUnchanged5},
+    {"N 8.2 infinity", {'N', 8, 2}, "7.77", kInf, "    7.77"},
+    {"N 8.2 not a number", {'N', 8, 2}, "7.77", kNaN, "    7.77"},
+    {"N 255.2 far too large to print", {'N', 255, 2}, "7", 1e300, std::string(254, ' ') + "7"},
+    {"N 5.6 decimals beyond the length", {'N', 5, 6}, kUnchanged5, 0.5, kUnchanged5},
+    {"I truncates toward zero", {'I', 4}, le32(7), -2.7, le32(-2)},
+    {"I beyond 32 bits", {'I', 4}, le32(7), 3e9, le32(7)},
+    {"I not a number", {'I', 4}, le32(7), kNaN, le32(7)},
+    {"I narrower than 4 bytes", {'I', 2}, "\x07\x00", 5, std::string("\x07\x00", 2)},
+    {"Y in units of 1/10000", {'Y', 8}, le64(7), 1.5, le64(15000)},
+    {"Y negative in two's complement", {'Y', 8}, le64(7), -1.5, le64(-15000)},
+    {"Y truncates the last digit", {'Y', 8}, le64(7), 0.00019, le64(1)},
+    {"Y beyond 64 bits", {'Y', 8}, le64(7), 1e16, le64(7)},
+    {"Y not a number", {'Y', 8}, le64(7), kNaN, le64(7)},
+    {"B double", {'B', 8}, double_bytes(7), 2.5, double_bytes(2.5)},
+    {"B of 10 takes the double in its first 8 bytes", {'B', 10}, "0000000007", 2.5,
+     double_bytes(2.5) + "07"},
+    };
+}
+
+TEST(FieldWrite, StoresNumbers) {
+    for (const NumberStore& s : number_stores()) {
+        SCOPED_TRACE(s.what);
+        OneField t(s.field, s.before);
+        ASSERT_TRUE(t.table);
+        dbf_field_set(*t.table, 0, nullptr, s.number);
+        EXPECT_EQ(t.bytes(0), s.after);
+        EXPECT_EQ(t.bytes(1), "zz");
+    }
+}
+
+struct TextStore {
+    const char* what;
+    Shape field;
+    std::string before;
+    int date_mode;
+    const char* text;
+    std::string after;
+};
+
+std::string day_and_ms(int32_t day, int32_t ms) { return le32(day) + le32(ms); }
+
+std::vector<TextStore> text_stores() {
+    return {
+    {"C keeps the bytes behind a short text", {'C', 5}, "abcde", DateAsis, "xy", "xycde"},
+    {"C cuts a long text", {'C', 3}, "abc", DateAsis, "hello", "hel"},
+    {"C of 300 bytes", {'C', 300}, "", DateAsis, "wide", "wide" + std::string(296, ' ')},
+    {"L from yes", {'L', 1}, "?", DateAsis, "yes", "Y"},
+    {"L from t", {'L', 1}, "?", DateAsis, "t", "T"},
+    {"L from n", {'L', 1}, "?", DateAsis, "n", "N"},
+    {"L from x", {'L', 1}, "?", DateAsis, "x", " "},
+    {"L from an empty text", {'L', 1}, "?", DateAsis, "", " "},
+    {"D dmy with dots", {'D', 8}, "19990101", DateDmy, "14.03.2001", "20010314"},
+    {"D dmy with slashes", {'D', 8}, "19990101", DateDmy, "14/03/2001", "20010314"},
+    {"D mdy", {'D', 8}, "19990101", DateMdy, "03-14-2001", "20010314"},
+    {"D ymd", {'D', 8}, "19990101", DateYmd, "2001.03.14", "20010314"},
+    {"D asis", {'D', 8}, "19990101", DateAsis, "20010314", "20010314"},
+    {"D asis uses only 8 of 10 characters", {'D', 8}, "19990101", DateAsis, "2001031499", "20010314"},
+    {"D dmy blanks blank the field", {'D', 8}, "19990101", DateDmy, "          ", "        "},
+    {"D dmy day 0 blanks the field", {'D', 8}, "19990101", DateDmy, "00.03.2001", "        "},
+    {"D dmy month 13 passes", {'D', 8}, "19990101", DateDmy, "14.13.2001", "20011314"},
+    {"T of 14 in mdy", {'T', 14}, "19990101000000", DateMdy, "03.14.2001 12:34:56", "20010314123456"},
+    {"T of 14 in asis", {'T', 14}, "19990101000000", DateAsis, "20010314123456", "20010314123456"},
+    {"T of 8 in asis", {'T', 8}, "", DateAsis, "20000101123456", day_and_ms(2451545, 45296000)},
+    {"T of 8 in dmy", {'T', 8}, "", DateDmy, "01.03.2000 00:00:01", day_and_ms(2451605, 1000)},
+    {"T of 8 in a common year", {'T', 8}, "", DateAsis, "19000301000000", day_and_ms(2415080, 0)},
+    {"T of 8 with month 13 stores nothing", {'T', 8}, day_and_ms(7, 7), DateAsis, "20001301000000",
+     day_and_ms(7, 7)},
+    {"T of 8 with day 0 blanks", {'T', 8}, day_and_ms(7, 7), DateAsis, "20000100000000",
+     std::string(8, '\0')},
+    {"G takes no text", {'G', 10}, "         3", DateAsis, "picture", "         3"},
+    {"system field takes nothing", {'0', 2}, "ab", DateAsis, "xy", "ab"},
+    };
+}
+
+TEST(FieldWrite, StoresTexts) {
+    for (const TextStore& s : text_stores()) {
+        SCOPED_TRACE(s.what);
+        OneField t(s.field, s.before, s.date_mode);
+        ASSERT_TRUE(t.table);
+        dbf_field_set(*t.table, 0, s.text, 99);
+        EXPECT_EQ(t.bytes(0), s.after);
+        EXPECT_EQ(t.bytes(1), "zz");
+    }
+}
+
+TEST(FieldWrite, GFieldLeavesTheMemoFileAlone) {
+    OneField t({'G', 10}, "");
+    std::string memo = MemoImage(MemoImage::Dbase3).bytes();
+    t.dir.write("t.dbt", memo);
+    dbf_field_set(*t.table, 0, "picture", 0);
+    EXPECT_EQ(t.dir.read("t.dbt"), memo);
+    EXPECT_EQ(t.bytes(0), std::string(10, ' '));
+}
+
+TEST(FieldWrite, CalendarValuesThatHaveNoStoredForm) {
+    struct Case {
+        const char* what;
+        Shape field;
+        std::string before;
+        int year, month, day;
+    };
+    const std::vector<Case> cases = {
+        {"T of 8, month 0", {'T', 8}, day_and_ms(7, 7), 2000, 0, 1},
+        {"T of 8, month 13", {'T', 8}, day_and_ms(7, 7), 2000, 13, 1},
+        {"T of 8, negative month", {'T', 8}, day_and_ms(7, 7), 2000, -5, 1},
+        {"T of 8, year beyond the 32-bit day number", {'T', 8}, day_and_ms(7, 7), 2000000000, 1, 1},
+        {"D, five-digit year", {'D', 8}, "19990101", 12345, 1, 1},
+        {"T of 14, three-digit day", {'T', 14}, "19990101000000", 2001, 1, 100},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        OneField t(c.field, c.before);
+        dbf_store_datetime(*t.table, 0, c.year, c.month, c.day, 0, 0, 0);
+        EXPECT_EQ(t.bytes(0), c.before);
+    }
+}
+
+TEST(FieldWrite, MemoFieldTakesTextThroughTheMemoFile) {
+    OneField t({'M', 10}, "");
+    t.dir.write("t.dbt", MemoImage(MemoImage::Dbase3).bytes());
+    dbf_field_set(*t.table, 0, "hello", 0);
+    EXPECT_EQ(t.bytes(0), "         1");
+    EXPECT_EQ(dbf_memo_read(*t.table, 0), "hello");
+    dbf_field_set(*t.table, 0, "", 0);
+    EXPECT_EQ(t.bytes(0), "         1") << "an empty text changes nothing";
+}
+
+}  // namespace
