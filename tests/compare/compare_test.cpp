@@ -76,6 +76,7 @@ TEST(Compare, PhasesAndReportLetters) {
         {"bare closing /CMP: the facts only", {"t.dbf", "/CMP:b.dbf", "/CMP"}, 0, kInfo},
         {"a colon without letters: nothing", {"t.dbf", "/CMP:b.dbf", "/CMP:", "/COUNT"}, 0, "2\n"},
         {"upper-case letters are no options", {"t.dbf", "/CMP:b.dbf", "/CMP:I"}, 0, ""},
+        {"no known letter closes all the same", {"t.dbf", "/CMP:b.dbf", "/CMP:I", "/CMP:b.dbf", "/CMP"}, 0, kInfo},
         {"reports in a fixed order", {"t.dbf", "/CMP:b.dbf", "/CMP:csi"}, 0, kInfo + kStructure + kData},
         {"letters anywhere in the text", {"t.dbf", "/CMP:b.dbf", "/CMP:xxsyy"}, 0, kStructure},
         {"the first character is passed over unread", {"t.dbf", "/CMP=b.dbf", "/cmp:c"}, 0, kData},
@@ -263,4 +264,29 @@ TEST(Compare, MemoAgainstCharacterIsRefusedOncePerReport) {
     // Each report gets its own one message.
     RunResult r = dir.run({"t.dbf", "/CMP:b.dbf", "/CMP:c", "/CMP:b.dbf", "/CMP:c"});
     EXPECT_EQ(r.out, report + report);
+}
+
+TEST(Compare, SettingsAreCopiedWhenTheSecondTableOpens) {
+    ScratchDir dir;
+    const std::vector<FieldSpec> fields = {{"D", 'D', 8}};
+    dir.write("t.dbf", image(fields, {{"20010314"}}));
+    dir.write("b.dbf", image(fields, {{"20010314"}}));
+    const Call calls[] = {
+        {"a mode set before the opening reaches both", {"t.dbf", "/DATE:dmy", "/CMP:b.dbf", "/CMP:c"}, 0, ""},
+        {"a mode set in between reaches the current table only",
+         {"t.dbf", "/CMP:b.dbf", "/DATE:dmy", "/CMP:c"}, 0,
+         "  t.dbf            0: D          (D) '14.03.2001'\n"
+         "<>b.dbf            0: D          (D) '20010314'\n"
+         "\n"},
+        {"the date separator is no part of the block", {"t.dbf", "/DATE:dmy", "/DATE:-", "/CMP:b.dbf", "/CMP:c"}, 0,
+         "  t.dbf            0: D          (D) '14-03-2001'\n"
+         "<>b.dbf            0: D          (D) '14.03.2001'\n"
+         "\n"},
+    };
+    for (const Call& c : calls) {
+        SCOPED_TRACE(c.what);
+        RunResult r = dir.run(c.args);
+        EXPECT_EQ(r.status, c.status);
+        EXPECT_EQ(r.out, c.out);
+    }
 }
