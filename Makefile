@@ -6,7 +6,10 @@ MAKEFLAGS += --no-print-directory
 
 PREFIX ?= /usr/local
 
-.PHONY: all build test asan demo examples install clean
+FUZZ_TARGETS = table memo calc cond html program
+FUZZ_SECONDS ?= 60
+
+.PHONY: all build test asan demo examples install fuzz fuzz-corpus clean
 
 all: build
 
@@ -29,9 +32,25 @@ examples: build
 demo: build
 	@sh tools/demo.sh ./build/trugtool
 
+# Builds the libFuzzer targets into build-fuzz/ and runs each for FUZZ_SECONDS,
+# starting from the committed corpus; new inputs collect in build-fuzz/corpus/.
+fuzz:
+	@cmake -S . -B build-fuzz -DCMAKE_CXX_COMPILER=clang++ -DCMAKE_BUILD_TYPE=RelWithDebInfo -DTRUG_FUZZ=ON >/dev/null
+	@cmake --build build-fuzz -j $(JOBS) --target $(addprefix fuzz_,$(FUZZ_TARGETS))
+	@for t in $(FUZZ_TARGETS); do \
+	  mkdir -p build-fuzz/corpus/$$t build-fuzz/crashes/$$t; \
+	  echo "== fuzz_$$t for $(FUZZ_SECONDS) s"; \
+	  ./build-fuzz/fuzz_$$t -max_total_time=$(FUZZ_SECONDS) -max_len=8192 -timeout=10 -rss_limit_mb=1024 \
+	    -artifact_prefix=build-fuzz/crashes/$$t/ build-fuzz/corpus/$$t tests/fuzz/corpus/$$t 2>&1 | tail -3 || exit 1; \
+	done
+
+# Writes the seed inputs of the fuzz targets again.
+fuzz-corpus: build
+	./build/make_fuzz_corpus tests/fuzz/corpus
+
 # Installs build/trugtool and its manual under $(PREFIX); DESTDIR stages the install.
 install: build
 	cmake --install build --prefix $(PREFIX)
 
 clean:
-	rm -rf build build-asan
+	rm -rf build build-asan build-fuzz

@@ -156,6 +156,9 @@ int apply_parameter_file(const char* path) {
 }
 
 int run_program(int argc, char** argv) {
+    // Local time is the system's zone either way; naming it spares the C library a
+    // look at /etc/localtime on every date a listing renders.
+    if (std::getenv("TZ") == nullptr) setenv("TZ", ":/etc/localtime", 0);
     if (argc >= 2 && (argv[1][0] == '/' || argv[1][0] == '-')) {
         const char* early = argv[1] + 1;
         if (strncasecmp(early, "version", 7) == 0) {

@@ -33,7 +33,9 @@ void cond_rewrite_clause(DbfTable& table, char separator);
 char cond_evaluate_simple(DbfTable& table, const char* text);
 void cond_strip_parens(char* text);
 // Copies `text` to `out` (of `out_size` bytes) with quotes dropped and field names
-// replaced by values; the position in `out` of the first unquoted operator, or -1.
+// replaced by values; the position in `out` of the first unquoted operator, or -1,
+// or COND_TOO_LONG if the result was cut to fit `out`.
+inline constexpr int COND_TOO_LONG = -2;
 int cond_substitute_fields(DbfTable& table, const char* text, char* out, size_t out_size, int32_t* numeric);
 // Expands TRIM( LTRIM( RTRIM( SUBSTR( LEFT( RIGHT( DTOS( SPACE( REPLICATE( in place.
 char* cond_expand_functions(char* text, const DbfTable& table);

@@ -1,0 +1,201 @@
+// tests/fuzz/targets.cpp
+#include "fuzz/targets.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <memory>
+#include <unistd.h>
+#include <vector>
+
+#include "driver/parameters.h"
+#include "driver/program.h"
+#include "edit/assign.h"
+#include "export/listing.h"
+#include "expr/calc.h"
+#include "expr/cond.h"
+#include "support/table_builder.h"
+#include "table/dbf.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+std::string scratch_file(const char* name) { return fuzz_setup() + "/" + name; }
+
+std::string as_text(const uint8_t* data, size_t size, size_t limit) {
+    std::string text(reinterpret_cast<const char*>(data), std::min(size, limit));
+    text.erase(std::find(text.begin(), text.end(), '\0'), text.end());
+    return text;
+}
+
+// A die() inside the whole-program target ends the run it belongs to, not the fuzzer.
+struct ProgramEnded {};
+[[noreturn]] void end_run(int) { throw ProgramEnded{}; }
+
+// Keeps the scratch directory to what one run made.
+void clear_scratch() {
+    std::error_code ignored;
+    for (const auto& entry : fs::directory_iterator(fuzz_setup(), ignored)) fs::remove_all(entry.path(), ignored);
+}
+
+}  // namespace
+
+const std::string& fuzz_setup() {
+    static const std::string dir = [] {
+        std::string pattern = (fs::temp_directory_path() / "trugfuzz-XXXXXX").string();
+        char* made = mkdtemp(pattern.data());
+        if (made == nullptr) std::abort();
+        return std::string(made);
+    }();
+    return dir;
+}
+
+int fuzz_table(const uint8_t* data, size_t size) {
+    std::string path = scratch_file("table.dbf");
+    write_file(path, std::string(reinterpret_cast<const char*>(data), size));
+    std::unique_ptr<DbfTable> table = dbf_open(path.c_str());
+    if (!table) return 0;
+    int32_t records = std::min<int32_t>(dbf_record_count(*table), 64);
+    for (int32_t r = 0; r < records; ++r) {
+        dbf_read_record(*table, r);
+        int modes = r < 4 ? 16 : 1;
+        for (int m = 0; m < modes; ++m) {
+            table->date_mode = m % 4;
+            table->trim_mode = m / 4;
+            for (int f = 0; f < table->field_count; ++f) {
+                dbf_field_text(*table, f);
+                dbf_field_raw_text(*table, f);
+                dbf_field_number(*table, f);
+                dbf_field_time(*table, f);
+                dbf_display_width(*table, f);
+                dbf_type_name(*table, f);
+            }
+        }
+        table->date_mode = 5;  // the sort key's mode
+        for (int f = 0; f < table->field_count; ++f) dbf_field_text(*table, f);
+    }
+    dbf_free(table);
+    return 0;
+}
+
+int fuzz_memo(const uint8_t* data, size_t size) {
+    if (size < 6) return 0;
+    static const uint8_t kSignatures[] = {0x83, 0x8B, 0xF5, 0x30, 0xE5};
+    uint8_t signature = kSignatures[data[0] % 5];
+    bool binary = data[1] & 1;
+    int32_t block = 0;
+    std::memcpy(&block, data + 2, 4);
+    TableImage image;
+    image.signature = signature;
+    image.fields = {{"NOTE", 'M', binary ? 4 : 10}};
+    image.add({binary ? le32(block) : std::to_string(block)});
+    std::string table_path = scratch_file("memo.dbf");
+    write_file(table_path, image.bytes());
+    std::unique_ptr<DbfTable> table = dbf_open(table_path.c_str());
+    if (!table) return 0;
+    write_file(table->memo_path, std::string(reinterpret_cast<const char*>(data + 6), size - 6));
+    dbf_read_record(*table, 0);
+    dbf_memo_read(*table, 0);
+    dbf_memo_block_size(*table);
+    if (data[1] & 2) {
+        dbf_store_memo(*table, 0, "a text\x1A with its end mark");
+        dbf_memo_read(*table, 0);
+    }
+    dbf_free(table);
+    return 0;
+}
+
+int fuzz_calc(const uint8_t* data, size_t size) {
+    std::string text = as_text(data, size, 4096);
+    int32_t ok = 1;
+    calc_evaluate(text.data(), &ok);
+    return 0;
+}
+
+int fuzz_cond(const uint8_t* data, size_t size) {
+    static std::unique_ptr<DbfTable> table = [] {
+        TableImage image;
+        image.fields = {{"NAME", 'C', 10}, {"AGE", 'N', 3}, {"PAY", 'N', 7, 2}, {"BORN", 'D', 8},
+                        {"NOTE", 'C', 12}, {"RATE", 'B', 8}, {"WHEN", 'T', 8}};
+        image.add({"SMITH", "42", "1234.50", "19610314", "Smith (Jr", double_bytes(2.5), le32(2451545) + le32(1)});
+        std::string path = scratch_file("cond.dbf");
+        write_file(path, image.bytes());
+        return dbf_open(path.c_str());
+    }();
+    if (!table) std::abort();
+    std::string text = as_text(data, size, 70000);
+    dbf_read_record(*table, 0);
+    table->filter_scratch.reset(new CondScratch{});
+    table->hide_deleted = size & 1;
+    table->case_insensitive = (size >> 1) & 1;
+    table->ansi_text = (size >> 2) & 1;
+    table->date_mode = static_cast<int32_t>((size >> 3) & 3);
+    cond_evaluate(*table, text.c_str());
+    table->filter_scratch.reset();
+    // The same text as an assignment list, into the record buffer only.
+    state.current_table = table.get();
+    state.field_text = text;
+    apply_field_text();
+    state.field_text.reset();
+    state.current_table = nullptr;
+    return 0;
+}
+
+int fuzz_html(const uint8_t* data, size_t size) {
+    std::string text = as_text(data, size, 1 << 20);
+    html_value(text.c_str());
+    return 0;
+}
+
+int fuzz_program(const uint8_t* data, size_t size) {
+    if (size < 2) return 0;
+    size_t length = std::min<size_t>(data[0] | (data[1] << 8), size - 2);
+    clear_scratch();
+    write_file(scratch_file("t.dbf"), std::string(reinterpret_cast<const char*>(data + 2), length));
+    // Parameters: at most 16 lines. No path may leave the scratch directory, and no
+    // number grows a file past a few records: slashes behind the first character
+    // become '_', and runs of digits keep two.
+    std::vector<std::string> parameters;
+    std::string current;
+    int digits = 0;
+    for (size_t i = 2 + length; i < size && parameters.size() < 16; ++i) {
+        char c = static_cast<char>(data[i]);
+        if (c == '\n') {
+            parameters.push_back(current);
+            current.clear();
+            digits = 0;
+            continue;
+        }
+        if (c == '\0' || current.size() >= 200) continue;
+        if ((c == '/' || c == '\\') && !current.empty()) c = '_';
+        digits = (c >= '0' && c <= '9') ? digits + 1 : 0;
+        if (digits > 2) continue;
+        current += c;
+    }
+    if (!current.empty() && parameters.size() < 16) parameters.push_back(current);
+    if (parameters.empty()) return 0;
+
+    std::vector<std::string> args = {"trugtool", "t.dbf"};
+    args.insert(args.end(), parameters.begin(), parameters.end());
+    std::vector<char*> argv;
+    for (std::string& arg : args) argv.push_back(arg.data());
+    argv.push_back(nullptr);
+
+    std::string here = fs::current_path().string();
+    if (chdir(fuzz_setup().c_str()) != 0) std::abort();
+    options = RunOptions{};
+    state = RunState{};
+    die_exit = end_run;
+    try {
+        run_program(static_cast<int>(argv.size() - 1), argv.data());
+    } catch (const ProgramEnded&) {
+    }
+    std::fflush(nullptr);
+    if (state.out_file != nullptr && state.out_file != stdout) state.out_file = nullptr;
+    state = RunState{};
+    die_exit = std::exit;
+    if (chdir(here.c_str()) != 0) std::abort();
+    return 0;
+}
