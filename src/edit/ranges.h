@@ -2,6 +2,11 @@
 //
 // Record lists typed by the user, counted from 1: "1;3,5-7". /RANGE: keeps one for
 // later listings and updates; /DELETE: and /RECALL: set and clear marks at once.
+//
+// Items are separated by ';' or ',' (a run of separators is one). An item "N" is
+// position N-1; an item "N1-N2" is the positions N1-1 up to N2-1, ascending. Numbers
+// read like atoi; an item whose (first) number is 0 gives nothing, and so does a
+// range whose end lies below its start.
 #pragma once
 
 #include <cstdint>
@@ -10,5 +15,8 @@
 void cmd_range(const char* text);
 void cmd_delete(const char* text);
 void cmd_recall(const char* text);
-// Calls `visit` with each position of a list text (from 0), in typed order.
-void parse_record_list(const char* text, const std::function<void(int32_t)>& visit);
+// Calls `visit` with each position of a list text (from 0), in typed order. A range
+// item stops before `range_limit`, so that "1-2000000000" costs no more than the
+// positions a caller can use; single numbers are passed on whatever their size.
+void parse_record_list(const char* text, const std::function<void(int32_t)>& visit,
+                       int32_t range_limit = INT32_MAX);

@@ -169,7 +169,13 @@ char* dbf_trim_value(DbfTable& table, int mode) {
     if (mode == TrimLeft || mode == TrimAll) {
         size_t blanks = 0;
         while (value[blanks] == ' ') ++blanks;
-        if (blanks > 0) std::memmove(value, value + blanks, std::strlen(value + blanks) + 1);
+        if (blanks > 0) {
+            // Moving the text left blank by blank leaves zeros behind its new end;
+            // the sort key, which pads a trimmed value back to its width, relies on it.
+            size_t length = std::strlen(value + blanks);
+            std::memmove(value, value + blanks, length + 1);
+            std::memset(value + length + 1, 0, blanks);
+        }
     }
     return value;
 }

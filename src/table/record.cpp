@@ -40,8 +40,9 @@ int64_t dbf_seek_record(const DbfTable& table, int32_t position) {
 }
 
 // A window of the file behind a sequential walk. A read that continues where the
-// last one ended fills it with one large read; reads elsewhere (a sort, an order)
-// go to the file one by one. Writes through this table patch the window; writes
+// last one ended fills it with one read, twice as large as the one before, up to
+// 256 KiB; a read elsewhere (a sort, an order) goes to the file alone and starts
+// the growth anew, so short runs, such as a sort's partition scans, stay cheap. Writes through this table patch the window; writes
 // from anywhere else mark it stale through its watch.
 struct RecordCache {
     FileWatch watch;
@@ -49,6 +50,7 @@ struct RecordCache {
     int64_t start = -1;     // file offset of bytes[0]; -1 while empty
     size_t length = 0;      // valid bytes
     int64_t next_read = -1; // where a read continuing the last one would start
+    size_t window = 0;      // size of the next fill
 };
 
 void RecordCacheDeleter::operator()(RecordCache* cache) const {
@@ -58,6 +60,7 @@ void RecordCacheDeleter::operator()(RecordCache* cache) const {
 
 namespace {
 
+constexpr size_t kFirstWindow = 4 * 1024;
 constexpr size_t kReadWindow = 256 * 1024;
 
 RecordCache& cache_of(DbfTable& table) {
@@ -77,12 +80,17 @@ int64_t cached_read(DbfTable& table, int64_t offset, size_t length) {
         std::memcpy(table.record.data(), cache.bytes.data() + (offset - cache.start), length);
         return static_cast<int64_t>(length);
     }
-    if (!sequential) return file_read_at(table.fd, table.record.data(), length, offset);
+    if (!sequential) {
+        cache.window = kFirstWindow;
+        return file_read_at(table.fd, table.record.data(), length, offset);
+    }
     if (!cache.watch.registered && !file_watch(cache.watch, table.fd))
         return file_read_at(table.fd, table.record.data(), length, offset);
-    cache.bytes.resize(std::max(kReadWindow, length));
+    size_t fill = std::max({cache.window, kFirstWindow, length});
+    cache.window = std::min(fill * 2, kReadWindow);
+    if (cache.bytes.size() < fill) cache.bytes.resize(fill);
     cache.watch.stale = false;
-    int64_t got = file_read_at(table.fd, cache.bytes.data(), cache.bytes.size(), offset);
+    int64_t got = file_read_at(table.fd, cache.bytes.data(), fill, offset);
     if (got < 0) {
         cache.start = -1;
         return got;
@@ -170,12 +178,19 @@ int dbf_append_record(DbfTable& table, int blank_first) {
     if (physical == INT32_MAX) return 0;
     int32_t visible = dbf_record_count(table);
     if (!dbf_write_physical(table, physical)) return 0;
+    table.header.record_count = static_cast<uint32_t>(physical) + 1;
+    if (!dbf_write_header(table)) {
+        // The header still counts the old records: take the new one off again, so
+        // that the header and the file agree.
+        table.header.record_count = static_cast<uint32_t>(physical);
+        file_truncate(table.fd, dbf_seek_physical(table, physical));
+        return 0;
+    }
     // The new record is always visible: it joins a filter without being judged and
     // stands last in an order without being sorted in.
     if (table.order_index) table.order_index->push_back(visible);
     if (table.filter_index) table.filter_index->push_back(physical);
-    table.header.record_count = static_cast<uint32_t>(physical) + 1;
-    return dbf_write_header(table);
+    return 1;
 }
 
 uint8_t dbf_header_year(int years_since_1900) {

@@ -76,6 +76,15 @@ const Edit kEdits[] = {
     {"append zero adds nothing", {"/FIELD:QTY=2", "/APPEND:0"}, "", kNone},
     {"append of a word adds nothing", {"/FIELD:QTY=2", "/APPEND:abc"}, "", kNone},
     {"a negative append adds nothing", {"/FIELD:QTY=2", "/APPEND:-3"}, "", kNone},
+    {"a record list limits the update", {"/FIELD:QTY=0", "/RANGE:2", "/UPDATE"}, "",
+     {{"APPLE", "1.50", "3"}, {"PEAR", "2.00", "0"}}},
+    {"an empty record list updates nothing", {"/RANGE:0", "/FIELD:QTY=0", "/UPDATE"}, "", kNone},
+    {"list positions count through the order", {"/DESC", "/ORDER:NAME", "/RANGE:2", "/FIELD:QTY=0", "/UPDATE"},
+     "", {{"APPLE", "1.50", "0"}, {"PEAR", "2.00", "5"}}},
+    {"list positions count through the filter", {"/FILTER:QTY>3", "/RANGE:1", "/FIELD:QTY=0", "/UPDATE"}, "",
+     {{"APPLE", "1.50", "3"}, {"PEAR", "2.00", "0"}}},
+    {"a filter limits the update", {"/FILTER:NAME=\"AP\"", "/FIELD:PRICE=9", "/UPDATE"}, "",
+     {{"APPLE", "9.00", "3"}, {"PEAR", "2.00", "5"}}},
 };
 
 TEST(Assign, CommandsChangeTheFile) {
@@ -267,7 +276,7 @@ TEST(Assign, ReadOnlyTablesStayUntouched) {
     if (!can_run_as_nobody()) GTEST_SKIP() << "needs to switch to an unprivileged user";
     const std::vector<std::vector<std::string>> kCalls = {
         {"/FIELD:QTY=5", "/UPDATE"}, {"/APPEND"}, {"/APPEND:3"}, {"/FIELD:NOTE=\"x\"", "/APPEND"},
-        {"/FIELD:NOTE=\"x\"", "/UPDATE"}, {"+src.dbf"},
+        {"/FIELD:NOTE=\"x\"", "/UPDATE"}, {"+src.dbf"}, {"/DELETE:1"}, {"/DELETE:all", "/RECALL:all"},
     };
     TableImage t;
     t.signature = 0x83;
