@@ -1,4 +1,5 @@
 // tests/compare/compare_test.cpp
+#include <cstdio>
 #include <string>
 #include <sys/stat.h>
 #include <vector>
@@ -288,5 +289,64 @@ TEST(Compare, SettingsAreCopiedWhenTheSecondTableOpens) {
         RunResult r = dir.run(c.args);
         EXPECT_EQ(r.status, c.status);
         EXPECT_EQ(r.out, c.out);
+    }
+}
+
+TEST(Compare, FilterAndOrderActOnBothTables) {
+    ScratchDir dir;
+    const std::vector<FieldSpec> fields = {{"K", 'N', 2}, {"A", 'C', 3}};
+    dir.write("t.dbf", image(fields, {{"3", "ccc"}, {"1", "aaa"}, {"2", "bbb"}, {"9", "zzz"}}));
+    dir.write("b.dbf", image(fields, {{"1", "aaa"}, {"9", "yyy"}, {"2", "bXb"}, {"3", "ccc"}}));
+    // Under the order the pair at position 1 is record 2 of t.dbf's filter and
+    // record 1 of b.dbf's: each line shows its own table's order entry.
+    RunResult r = dir.run({"t.dbf", "/CMP:b.dbf", "/FILTER:K<5", "/ORDER:K", "/CMP:c"});
+    EXPECT_EQ(r.out,
+              "  t.dbf            2: A          (C) 'bbb'\n"
+              "<>b.dbf            1: A          (C) 'bXb'\n"
+              "\n");
+    // Without the filter the records of K 9 pair up, and the rows end together.
+    r = dir.run({"t.dbf", "/CMP:b.dbf", "/ORDER:K", "/CMP:c"});
+    EXPECT_EQ(r.out,
+              "  t.dbf            2: A          (C) 'bbb'\n"
+              "<>b.dbf            2: A          (C) 'bXb'\n"
+              "\n"
+              "  t.dbf            3: A          (C) 'zzz'\n"
+              "<>b.dbf            1: A          (C) 'yyy'\n"
+              "\n");
+}
+
+TEST(Compare, RecordCountsUnderFilterAndHiddenMarks) {
+    ScratchDir dir;
+    const std::vector<FieldSpec> fields = {{"K", 'N', 2}};
+    dir.write("t.dbf", image(fields, {{"1"}, {"2"}, {"3"}, {"9"}}));
+    TableImage b;
+    b.fields = fields;
+    b.add({"1"});
+    b.add({"2"}, true);
+    b.add({"3"});
+    b.add({"4"});
+    b.add({"9"});
+    dir.write("b.dbf", b.bytes());
+    auto count_line = [&](const std::vector<std::string>& args) {
+        std::string out = dir.run(args).out;
+        size_t at = out.find("Record count:");
+        return at == std::string::npos ? out : out.substr(at, out.find('\n', at) - at);
+    };
+    const struct { const char* what; std::vector<std::string> args; int left, right; } cases[] = {
+        {"no filter", {"t.dbf", "/CMP:b.dbf", "/CMP"}, 4, 5},
+        {"a filter given between narrows both", {"t.dbf", "/CMP:b.dbf", "/FILTER:K<5", "/CMP"}, 3, 4},
+        {"a filter given before reaches the current table only", {"t.dbf", "/FILTER:K<5", "/CMP:b.dbf", "/CMP"},
+         3, 5},
+        {"hidden marks before the opening reach the second table", {"t.dbf", "/DELETED-", "/CMP:b.dbf", "/CMP"}, 4,
+         4},
+        {"hidden marks after the opening don't", {"t.dbf", "/CMP:b.dbf", "/DELETED-", "/CMP"}, 4, 5},
+        {"hidden marks with a filter between", {"t.dbf", "/DELETED-", "/CMP:b.dbf", "/FILTER:K<5", "/CMP"}, 3, 3},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.what);
+        char expected[96];
+        std::snprintf(expected, sizeof expected, "Record count: %10d             | Record count: %10d", c.left,
+                      c.right);
+        EXPECT_EQ(count_line(c.args), expected);
     }
 }

@@ -244,3 +244,28 @@ TEST(Struct, ExtendedTableOpensAsATable) {
     }
     EXPECT_EQ(dir.read("read.out"), expected);
 }
+
+TEST(Struct, RecordCountIgnoresTheFilter) {
+    ScratchDir dir;
+    TableImage t = sample();
+    t.add({"def", "9.00", "20010315"});
+    dir.write("t.dbf", t.bytes());
+    RunResult r = dir.run({"t.dbf", "/FILTER:N>5", "/COUNT", "/STRUCT"});
+    EXPECT_EQ(r.out.substr(0, 2), "1\n");
+    EXPECT_NE(r.out.find("Record count\t\t:\t         2\n"), std::string::npos) << r.out;
+}
+
+TEST(Struct, SqlScriptAndListingLoadIntoSqlite) {
+    if (std::system("/usr/bin/sqlite3 -version >/dev/null 2>&1") != 0)
+        GTEST_SKIP() << "/usr/bin/sqlite3 is not installed: the script is not loaded";
+    ScratchDir dir;
+    TableImage t = sample();
+    t.add({"xy", "12", "20020101"});
+    dir.write("t.dbf", t.bytes());
+    ASSERT_EQ(dir.run({"t.dbf", "/STRUCT:x.sql", "/OUT:x.sql", "/SELECT:A,N,D"}).status, 0);
+    const std::string command = std::string("cd ").append(dir.path()).append(
+        " && /usr/bin/sqlite3 x.db < x.sql && /usr/bin/sqlite3 x.db "
+        "'select A, N, typeof(N), D from \"t.dbf\" order by rowid' > got.txt 2>&1");
+    ASSERT_EQ(std::system(command.c_str()), 0) << dir.read("got.txt");
+    EXPECT_EQ(dir.read("got.txt"), "abc|1.5|real|20010314\nxy |12|integer|20020101\n");
+}
