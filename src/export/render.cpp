@@ -15,6 +15,7 @@
 #include "driver/parameters.h"
 #include "export/html.h"
 #include "export/listing.h"
+#include "export/output_table.h"
 #include "text/codepage.h"
 
 namespace {
@@ -138,27 +139,6 @@ void program_value(FILE* out, const DbfTable& table, int field, const std::optio
     std::fputs(last ? "\n" : ", ;\n", out);
 }
 
-// ---- Records of another table -------------------------------------------------------
-// No text: each record becomes a new record of the target, values going by field
-// name. A numeric target takes the source's number, any other target the text.
-
-void target_open() {
-    if (state.output_table) dbf_blank_record(*state.output_table);
-}
-
-void target_value(DbfTable& table, int field, const char* text) {
-    if (!state.output_table) return;
-    DbfTable& target = *state.output_table;
-    int index = dbf_find_field(target, dbf_field_name(table, field).c_str());
-    if (index < 0) return;
-    double number = dbf_field_is_numeric(table, field) ? dbf_field_number(table, field) : 0.0;
-    dbf_field_set(target, index, text, number);
-}
-
-void target_close() {
-    if (state.output_table) dbf_append_record(*state.output_table, 0);
-}
-
 }  // namespace
 
 char* strip_cr(char* text) {
@@ -180,7 +160,7 @@ void render_record(int32_t position) {
     switch (kind) {
         case OutputScreen: case OutputText: text_open(out, table); break;
         case OutputSql: sql_open(out, table); break;
-        case OutputDbf: target_open(); break;
+        case OutputDbf: dbf_output_open_record(); break;
         case OutputProgram: program_open(out); break;
         case OutputHtml: html_record_open(out, table); break;
         default: break;
@@ -204,7 +184,7 @@ void render_record(int32_t position) {
         switch (kind) {
             case OutputScreen: case OutputText: text_value(out, table, field, text); break;
             case OutputSql: sql_value(out, table, field, memo, last); break;
-            case OutputDbf: target_value(table, field, text); break;
+            case OutputDbf: dbf_output_value(field, text); break;
             case OutputProgram: program_value(out, table, field, memo, last); break;
             case OutputHtml: html_record_value(out, table, field, memo); break;
             default: break;
@@ -214,7 +194,7 @@ void render_record(int32_t position) {
     switch (kind) {
         case OutputScreen: case OutputText: text_close(out, table); break;
         case OutputSql: sql_close(out); break;
-        case OutputDbf: target_close(); break;
+        case OutputDbf: dbf_output_close_record(); break;
         case OutputHtml: html_record_close(out, table); break;
         default: break;
     }
