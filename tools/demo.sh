@@ -12,3 +12,5 @@ run staff.dbf /DEL /DATE:dmy /TRIM:right /FIELDS /RANGE:3 '/SELECT:*'
 rm -f ../build/staff.htm
 run staff.dbf /HDR /MEMO:text /OUT:../build/staff.htm '/SELECT:*'
 echo "(wrote build/staff.htm)"
+run staff.dbf /STRUCT
+run staff.dbf /DELETED- /CMP:staff2.dbf /CMP:isc
