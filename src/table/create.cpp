@@ -302,13 +302,30 @@ void dbf_fill_field(FieldDesc& desc, const char* name, char type, uint16_t wide)
 int dbf_truncate(DbfTable& table, int32_t count) {
     int64_t end = dbf_seek_physical(table, count);
     if (end < 0) return 0;
-    // Records added by a longer count are all zero bytes, their marks too: the old
-    // end mark and any torn record behind the last one go first.
-    int64_t records_end = dbf_seek_physical(table, table.header.record_count);
-    if (end > records_end && records_end >= 0 && file_truncate(table.fd, records_end) != 0) return 0;
+    uint32_t old_count = table.header.record_count;
+    int64_t records_end = dbf_seek_physical(table, old_count);
+    if (records_end >= 0 && end <= records_end) {
+        // Shorter: the header first, so that a failing disk leaves the table as it
+        // was; the cut then keeps the end mark the header write put behind the last record.
+        table.header.record_count = static_cast<uint32_t>(count);
+        if (!dbf_write_header(table)) {
+            table.header.record_count = old_count;
+            return 0;
+        }
+        return file_truncate(table.fd, end + 1) == 0;
+    }
+    // Longer: records of zero bytes, their marks too, so the old end mark and any
+    // torn record behind the last one go first. A header that can't be written takes
+    // them off again.
+    if (records_end >= 0 && file_truncate(table.fd, records_end) != 0) return 0;
     if (file_truncate(table.fd, end) != 0) return 0;
     table.header.record_count = static_cast<uint32_t>(count);
-    return dbf_write_header(table);
+    if (!dbf_write_header(table)) {
+        table.header.record_count = old_count;
+        if (records_end >= 0) file_truncate(table.fd, records_end);
+        return 0;
+    }
+    return 1;
 }
 
 int dbf_zap(DbfTable& table) { return dbf_truncate(table, 0); }

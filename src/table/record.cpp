@@ -207,7 +207,8 @@ int dbf_write_header(DbfTable& table) {
     table.header.update_day = static_cast<uint8_t>(local.tm_mday);
     int written = cached_write(table, &table.header, sizeof(DbfHeader), 0) ==
                   static_cast<int64_t>(sizeof(DbfHeader));
-    int64_t end = dbf_seek_physical(table, table.header.record_count);
+    // The end mark only behind a header that counts the records it follows.
+    int64_t end = written ? dbf_seek_physical(table, table.header.record_count) : -1;
     if (end >= 0) {
         const uint8_t eof_mark = 0x1A;
         cached_write(table, &eof_mark, 1, end);

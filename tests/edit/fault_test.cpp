@@ -5,7 +5,9 @@
 // header counts the records the file holds, and every record the command was not
 // changing is byte for byte what it was.
 #include <cstring>
+#include <algorithm>
 #include <functional>
+#include <set>
 
 #include <gtest/gtest.h>
 
@@ -104,4 +106,62 @@ TEST(FailingDisk, ImportKeepsEveryOldRecord) {
         ASSERT_GE(after.records.size(), before.records.size());
         for (size_t i = 0; i < before.records.size(); ++i) EXPECT_EQ(after.records[i], before.records[i]) << i;
     });
+}
+
+// Live records of a table, in file order, without their marks' neighbours: what a
+// pack or a sort must keep whatever happens.
+std::multiset<std::string> live(const TableState& s) {
+    std::multiset<std::string> out;
+    for (const std::string& r : s.records)
+        if (!r.empty() && r[0] != '*') out.insert(r.substr(1, 11));
+    return out;
+}
+
+TEST(FailingDisk, PackLosesNoLiveRecord) {
+    for (const char* pack : {"/PACK", "/PACK:dbf"}) {
+        SCOPED_TRACE(pack);
+        with_failing_disk(people(), {pack}, [](const TableState& before, const TableState& after) {
+            std::multiset<std::string> kept = live(after);
+            for (const std::string& record : live(before)) EXPECT_EQ(kept.count(record) >= 1, true) << record;
+        });
+    }
+}
+
+TEST(FailingDisk, SortLeavesTheOriginalOrTheSortedTable) {
+    TableImage image = people();
+    with_failing_disk(image, {"/DESC", "/SORT:NAME"}, [&](const TableState& before, const TableState& after) {
+        ASSERT_EQ(after.records.size(), before.records.size());
+        std::multiset<std::string> a(after.records.begin(), after.records.end());
+        std::multiset<std::string> b(before.records.begin(), before.records.end());
+        EXPECT_EQ(a, b) << "neither the original nor a complete sorted copy";
+    });
+}
+
+TEST(FailingDisk, TruncationKeepsTheRecordsBeforeTheCut) {
+    for (const char* cut : {"/TRUNC:3", "/TRUNC:9", "/ZAP"}) {
+        SCOPED_TRACE(cut);
+        with_failing_disk(people(), {cut}, [](const TableState& before, const TableState& after) {
+            size_t kept = std::min(after.records.size(), before.records.size());
+            for (size_t i = 0; i < kept; ++i) EXPECT_EQ(after.records[i], before.records[i]) << i;
+        });
+    }
+}
+
+TEST(FailingDisk, ListingIntoATableKeepsTheTargetWhole) {
+    for (long long budget = 0; budget < 60; ++budget) {
+        SCOPED_TRACE("writes allowed: " + std::to_string(budget));
+        ScratchDir dir;
+        dir.write("t.dbf", people().bytes());
+        TableImage target;
+        target.fields = {{"NAME", 'C', 8}, {"AGE", 'N', 3}};
+        target.add({"OLD", "99"});
+        dir.write("x.dbf", target.bytes());
+        run_in_process(dir, {"t.dbf", "/OUT:x.dbf", "/SELECT:NAME;AGE"}, budget);
+        TableState after = inspect(dir, "x.dbf");
+        EXPECT_EQ(after.header_count, static_cast<uint32_t>(after.file_count));
+        ASSERT_GE(after.records.size(), 1u);
+        EXPECT_EQ(after.records[0], target.records[0]);
+        if (after.records.size() == 7) return;
+    }
+    ADD_FAILURE() << "the listing never got through";
 }
