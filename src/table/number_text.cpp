@@ -12,7 +12,7 @@ struct PlainDecimal {
     bool negative = false;
     const char* whole = nullptr;  // digits before the point, leading zeros skipped
     int whole_length = 0;
-    const char* fraction = nullptr;  // digits behind the point
+    const char* fraction = "";  // digits behind the point
     int fraction_length = 0;
 };
 
