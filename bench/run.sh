@@ -232,5 +232,5 @@ END {
 }' "$RESULTS"
 if [ -s "$NOTES" ]; then
     echo
-    cat "$NOTES"
+    awk '!seen[$0]++' "$NOTES"
 fi
