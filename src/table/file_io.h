@@ -32,5 +32,6 @@ bool file_watch(FileWatch& watch, int fd);
 void file_unwatch(FileWatch& watch);
 
 // Writes still allowed before every further write fails; negative means no limit.
-// A test seam: the program never sets it.
+// A test seam, as a disk that fills up: truncations still work. The program never
+// sets it.
 extern int64_t file_write_budget;

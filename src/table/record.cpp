@@ -178,12 +178,19 @@ int dbf_append_record(DbfTable& table, int blank_first) {
     if (physical == INT32_MAX) return 0;
     int32_t visible = dbf_record_count(table);
     if (!dbf_write_physical(table, physical)) return 0;
+    table.header.record_count = static_cast<uint32_t>(physical) + 1;
+    if (!dbf_write_header(table)) {
+        // The header still counts the old records: take the new one off again, so
+        // that the header and the file agree.
+        table.header.record_count = static_cast<uint32_t>(physical);
+        file_truncate(table.fd, dbf_seek_physical(table, physical));
+        return 0;
+    }
     // The new record is always visible: it joins a filter without being judged and
     // stands last in an order without being sorted in.
     if (table.order_index) table.order_index->push_back(visible);
     if (table.filter_index) table.filter_index->push_back(physical);
-    table.header.record_count = static_cast<uint32_t>(physical) + 1;
-    return dbf_write_header(table);
+    return 1;
 }
 
 uint8_t dbf_header_year(int years_since_1900) {
