@@ -9,7 +9,7 @@ PREFIX ?= /usr/local
 FUZZ_TARGETS = table memo calc cond html program
 FUZZ_SECONDS ?= 60
 
-.PHONY: all build test asan demo examples install fuzz fuzz-corpus clean
+.PHONY: all build test asan demo examples install fuzz fuzz-corpus bench clean
 
 all: build
 
@@ -31,6 +31,11 @@ examples: build
 
 demo: build
 	@sh tools/demo.sh ./build/trugtool
+
+# Times the release program on generated tables of 100,000 and 1,000,000 records,
+# kept in build-bench/, beside cat, awk, sort, cp and other DBF readers (bench/README.md).
+bench: build
+	@sh bench/run.sh ./build/trugtool
 
 # Builds the libFuzzer targets into build-fuzz/ and runs each for FUZZ_SECONDS,
 # starting from the committed corpus; new inputs collect in build-fuzz/corpus/.

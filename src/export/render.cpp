@@ -43,73 +43,116 @@ void for_each_memo_line(const std::optional<std::string>& memo, Line line) {
     }
 }
 
-// ---- Screen and text files --------------------------------------------------------
+// ---- One record's output ------------------------------------------------------------
+// The text and SQL forms of a record are gathered in one line and written with one
+// call: a record of many short values otherwise costs many calls into the stream.
 
-void text_open(FILE* out, const DbfTable& table) {
-    if (!options.show_deletion_mark) return;
-    char mark = static_cast<char>(table.record[0]);
-    if (table.list_fields == 0)
-        std::fprintf(out, "%c|", mark);
-    else
-        std::fprintf(out, "%-10s|%c\n", "*", mark);
+std::string line;
+
+void put(std::string_view text) { line.append(text); }
+void put(char c) { line.push_back(c); }
+
+// "%-10s"
+void put_padded(std::string_view text) {
+    put(text);
+    if (text.size() < 10) line.append(10 - text.size(), ' ');
 }
 
-void text_value(FILE* out, const DbfTable& table, int field, char* text) {
-    strip_cr(text);
-    if (table.list_fields == 0)
-        std::fprintf(out, "%s|", text);
-    else
-        std::fprintf(out, "%-10s|%s\n", dbf_field_name(table, field).c_str(), text);
+void write_line(FILE* out) {
+    std::fwrite(line.data(), 1, line.size(), out);
+    line.clear();
+}
+
+// ---- Screen and text files --------------------------------------------------------
+
+void text_open(const DbfTable& table) {
+    if (!options.show_deletion_mark) return;
+    char mark = static_cast<char>(table.record[0]);
+    if (table.list_fields == 0) {
+        put(mark);
+        put('|');
+    } else {
+        put_padded("*");
+        put('|');
+        put(mark);
+        put('\n');
+    }
+}
+
+void text_value(const DbfTable& table, int field, char* text) {
+    size_t length = std::strlen(text);
+    if (std::memchr(text, '\r', length) != nullptr) length = std::strlen(strip_cr(text));
+    if (table.list_fields == 0) {
+        put(std::string_view(text, length));
+        put('|');
+    } else {
+        put_padded(dbf_field_name(table, field));
+        put('|');
+        put(std::string_view(text, length));
+        put('\n');
+    }
 }
 
 void text_close(FILE* out, const DbfTable& table) {
     if (options.show_file_name) {
-        if (table.list_fields == 0)
-            std::fputs(table.path.c_str(), out);
-        else
-            std::fprintf(out, "%s\n", table.path.c_str());
+        put(table.path);
+        if (table.list_fields != 0) put('\n');
     }
-    std::fputs("\n", out);
+    put('\n');
+    write_line(out);
 }
 
 // ---- SQL insert script ------------------------------------------------------------
 // Quotes inside values are written as they are; values keep their padding.
 
-void sql_open(FILE* out, const DbfTable& table) {
-    std::fprintf(out, "insert into \"%s\" (", table.path.c_str());
+void sql_open(const DbfTable& table) {
+    put("insert into \"");
+    put(table.path);
+    put("\" (");
     const char* separator = "";
     for (int32_t field : state.selected_fields) {
-        std::fprintf(out, "%s%s", separator, dbf_field_name(table, field).c_str());
+        put(separator);
+        put(dbf_field_name(table, field));
         separator = ", ";
     }
-    std::fprintf(out, " ) values (");
+    put(" ) values (");
 }
 
-void sql_value(FILE* out, const DbfTable& table, int field, const std::optional<std::string>& memo,
-               bool last) {
+void put_quoted(const char* value) {
+    put('"');
+    put(value);
+    put('"');
+}
+
+void sql_value(const DbfTable& table, int field, const std::optional<std::string>& memo, bool last) {
     const char* value = table.value.data();
     const char type = table.fields[field].type;
     if (dbf_field_is_numeric(table, field)) {
-        std::fprintf(out, "%s", value);
+        put(value);
     } else if (is_date_type(type)) {
-        std::fprintf(out, "\"%s\"", value);
+        put_quoted(value);
     } else if (options.memo_as_text && dbf_field_is_memo(table, field)) {
         // The text in single quotes, each of its lines closed by a line feed.
         bool first = true;
-        for_each_memo_line(memo, [&](const char* line) {
-            std::fprintf(out, first ? "'%s\n" : "%s\n", line);
+        for_each_memo_line(memo, [&](const char* text) {
+            if (first) put('\'');
+            put(text);
+            put('\n');
             first = false;
         });
-        std::fputs(first ? "''" : "'", out);
+        put(first ? "''" : "'");
     } else if (type == 'L') {
-        std::fputs(is_true_letter(value[0]) ? "TRUE " : "FALSE", out);
+        put(is_true_letter(value[0]) ? "TRUE " : "FALSE");
     } else {
-        std::fprintf(out, "\"%s\"", value);
+        put_quoted(value);
     }
-    if (!last) std::fputs(", ", out);
+    if (!last) put(", ");
 }
 
-void sql_close(FILE* out) { std::fputs(");\n", out); }
+void sql_close(FILE* out) {
+    put(");\n");
+    write_line(out);
+}
 
 // ---- Program script ---------------------------------------------------------------
 
@@ -158,8 +201,8 @@ void render_record(int32_t position) {
     dbf_read_record(table, position);
 
     switch (kind) {
-        case OutputScreen: case OutputText: text_open(out, table); break;
-        case OutputSql: sql_open(out, table); break;
+        case OutputScreen: case OutputText: text_open(table); break;
+        case OutputSql: sql_open(table); break;
         case OutputDbf: dbf_output_open_record(); break;
         case OutputProgram: program_open(out); break;
         case OutputHtml: html_record_open(out, table); break;
@@ -182,8 +225,8 @@ void render_record(int32_t position) {
         if (table.ansi_text && kind != OutputHtml) convert_ansi_to_oem(table, text);
 
         switch (kind) {
-            case OutputScreen: case OutputText: text_value(out, table, field, text); break;
-            case OutputSql: sql_value(out, table, field, memo, last); break;
+            case OutputScreen: case OutputText: text_value(table, field, text); break;
+            case OutputSql: sql_value(table, field, memo, last); break;
             case OutputDbf: dbf_output_value(field, text); break;
             case OutputProgram: program_value(out, table, field, memo, last); break;
             case OutputHtml: html_record_value(out, table, field, memo); break;

@@ -23,6 +23,7 @@
 // text of 80 characters or more is refused outright.
 #include "expr/calc.h"
 
+#include <array>
 #include <cctype>
 #include <cerrno>
 #include <cmath>
@@ -296,7 +297,11 @@ void calc_push(const CalcItem& item) {
         parser.error = true;
         return;
     }
-    parser.stack[++parser.top] = item;
+    // Field by field: callers have just written the state byte of `item`, and a copy
+    // of the whole item would have to wait for that store to land.
+    CalcItem& slot = parser.stack[++parser.top];
+    slot.state = item.state;
+    slot.value = item.value;
 }
 
 CalcItem calc_pop() {
@@ -304,7 +309,12 @@ CalcItem calc_pop() {
         parser.error = true;
         return CalcItem{};
     }
-    return parser.stack[parser.top--];
+    // Field by field, for the same reason as in calc_push.
+    const CalcItem& slot = parser.stack[parser.top--];
+    CalcItem item;
+    item.state = slot.state;
+    item.value = slot.value;
+    return item;
 }
 
 void calc_shift(uint8_t state) {
@@ -313,12 +323,21 @@ void calc_shift(uint8_t state) {
     parser.token = calc_next_token();
 }
 
+// kGotos laid out by symbol and state, made once: every reduction asks it.
+using GotoTable = std::array<std::array<uint8_t, kStates>, SymAtom + 1>;
+
+GotoTable make_goto_table() {
+    GotoTable table;
+    for (auto& row : table) row.fill(kDeadState);
+    // Backwards, so that where a pair were listed twice the first entry would win.
+    for (size_t i = sizeof kGotos / sizeof *kGotos; i-- > 0;) table[kGotos[i].symbol][kGotos[i].on_top] = kGotos[i].next;
+    return table;
+}
+
 uint8_t calc_goto(uint8_t rule) {
+    static const GotoTable table = make_goto_table();
     const uint8_t on_top = parser.top >= 0 ? parser.stack[parser.top].state : kDeadState;
-    for (const CalcGoto& entry : kGotos) {
-        if (entry.symbol == kRules[rule].symbol && entry.on_top == on_top) return entry.next;
-    }
-    return kDeadState;
+    return on_top < kStates ? table[kRules[rule].symbol][on_top] : kDeadState;
 }
 
 double calc_apply(const char* name, double x) {

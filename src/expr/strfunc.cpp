@@ -145,6 +145,8 @@ const CondFunction cond_functions[] = {
 
 const CondFunction* match_function(const char* at) {
     for (const CondFunction& function : cond_functions) {
+        // The names are upper case; only that letter in either case can begin a match.
+        if ((at[0] & 0xDF) != function.name[0]) continue;
         if (strncasecmp(at, function.name, std::strlen(function.name)) == 0) return &function;
     }
     return nullptr;

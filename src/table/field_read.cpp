@@ -18,8 +18,11 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <string>
+#include <vector>
 
 #include "table/dbf.h"
+#include "table/number_text.h"
 
 namespace {
 
@@ -46,6 +49,12 @@ void field_digits(const DbfTable& table, int field, char (&digits)[256]) {
 
 // atoi of `count` columns of a date text from `start` on; columns the text lacks count as empty.
 int date_part(const char* text, int text_length, int start, int count) {
+    if (start + count <= text_length) {
+        int value = 0;
+        int i = 0;
+        for (; i < count && text[start + i] >= '0' && text[start + i] <= '9'; ++i) value = value * 10 + (text[start + i] - '0');
+        if (i == count) return value;
+    }
     char part[5] = {};
     for (int i = 0; i < count && start + i < text_length; ++i) part[i] = text[start + i];
     return std::atoi(part);
@@ -89,6 +98,46 @@ std::tm date_from_day_number(int32_t day_number, int32_t milliseconds) {
     return tm;
 }
 
+// mktime costs more than all the rest of a date's rendering, and gives the same
+// result for the same fields under the same zone. Results are kept by the fields,
+// packed into one number, in a table indexed by a hash of it, and forgotten when
+// TZ changes. Fields outside the ranges that pack go to mktime every time.
+struct LocalTimeMemo {
+    uint64_t key = 0;  // 0: empty
+    time_t time = 0;
+};
+
+uint64_t pack_date_fields(const std::tm& tm) {
+    // Year from -1900 (the year 0) to 14483, the others from -16 to 111: 14 + 5 * 7 bits.
+    uint64_t key = static_cast<uint64_t>(tm.tm_year + 1900);
+    if (key >= (1u << 14)) return 0;
+    for (int part : {tm.tm_mon, tm.tm_mday, tm.tm_hour, tm.tm_min, tm.tm_sec}) {
+        if (part < -16 || part > 111) return 0;
+        key = key << 7 | static_cast<uint64_t>(part + 16);
+    }
+    return key | uint64_t{1} << 63;
+}
+
+time_t local_time_of(std::tm tm) {
+    static std::vector<LocalTimeMemo> memo;
+    static std::string zone;
+    static bool zone_set = false;
+    const char* tz = std::getenv("TZ");
+    if (zone_set != (tz != nullptr) || (tz != nullptr && zone != tz)) {
+        memo.clear();
+        zone_set = tz != nullptr;
+        zone = tz != nullptr ? tz : "";
+    }
+    uint64_t key = pack_date_fields(tm);
+    if (key == 0) return std::mktime(&tm);
+    if (memo.empty()) memo.resize(size_t{1} << 16);
+    LocalTimeMemo& slot = memo[(key * 0x9E3779B97F4A7C15u) >> 48];
+    if (slot.key == key) return slot.time;
+    time_t time = std::mktime(&tm);
+    slot = LocalTimeMemo{key, time};
+    return time;
+}
+
 bool is_day_number_layout(const FieldDesc& desc) { return desc.type == 'T' && dbf_wide_length(desc) == 8; }
 
 char* render_date(DbfTable& table, int field) {
@@ -122,7 +171,8 @@ char* render_memo(DbfTable& table, int field) {
     const FieldDesc& desc = table.fields[field];
     long block = dbf_wide_length(desc) == 4 ? dbf_field_int(table, field) : dbf_field_atol(table, field);
     char* value = value_buffer(table);
-    std::snprintf(value, table.value.size(), "%-10s", block != 0 ? "Full memo" : "Empty memo");
+    // Both texts in "%-10s".
+    std::memcpy(value, block != 0 ? "Full memo " : "Empty memo", 11);
     return value;
 }
 
@@ -133,13 +183,15 @@ bool is_leap_year(int year) { return (year % 4 == 0 && year % 100 != 0) || year 
 long dbf_field_atol(const DbfTable& table, int field) {
     char digits[256];
     field_digits(table, field, digits);
-    return std::atol(digits);
+    long value;
+    return number_atol(digits, value) ? value : std::atol(digits);
 }
 
 double dbf_field_atof(const DbfTable& table, int field) {
     char digits[256];
     field_digits(table, field, digits);
-    return std::atof(digits);
+    double value;
+    return number_atof(digits, value) ? value : std::atof(digits);
 }
 
 int32_t dbf_field_int(const DbfTable& table, int field) {
@@ -204,15 +256,25 @@ char* dbf_field_text(DbfTable& table, int field) {
             return dbf_field_raw_text(table, field);
         case 'D': case 'T':
             return render_date(table, field);
-        case 'N': case 'F':
+        case 'N': case 'F': {
+            // Stored digits that print back as themselves skip atof and printf.
+            char digits[256];
+            field_digits(table, field, digits);
+            if (number_format_decimal(value, size, digits, desc.length, desc.decimals)) return value;
             std::snprintf(format, sizeof format, "%%%d.%df", desc.length, desc.decimals);
             std::snprintf(value, size, format, dbf_field_atof(table, field));
             return value;
-        case 'Y':
-            std::snprintf(value, size, "%24.4f", dbf_field_currency(table, field));
+        }
+        case 'Y': {
+            int64_t units = 0;
+            if (const uint8_t* bytes = dbf_field_ptr(table, field, 8)) std::memcpy(&units, bytes, 8);
+            if (!number_format_currency(value, size, units))
+                std::snprintf(value, size, "%24.4f", dbf_field_currency(table, field));
             return value;
+        }
         case 'I':
-            std::snprintf(value, size, "%10ld", static_cast<long>(dbf_field_int(table, field)));
+            if (!number_format_long(value, size, dbf_field_int(table, field)))
+                std::snprintf(value, size, "%10ld", static_cast<long>(dbf_field_int(table, field)));
             return value;
         case 'B':
             if (desc.length != 8) return render_memo(table, field);
@@ -269,7 +331,7 @@ std::tm dbf_field_date(DbfTable& table, int field) {
 int64_t dbf_field_time(DbfTable& table, int field) {
     std::tm tm = dbf_field_date(table, field);
     tm.tm_isdst = 0;
-    time_t time = std::mktime(&tm);
+    time_t time = local_time_of(tm);
     // Dates are shown only where a signed 32-bit time_t can hold them (December 1901
     // to January 2038), whatever the width of this platform's time_t.
     if (time == static_cast<time_t>(-1) || time < INT32_MIN || time > INT32_MAX) return -1;

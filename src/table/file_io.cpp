@@ -18,13 +18,21 @@ std::vector<FileWatch*> watches;
 // Every write and truncation passes here before it touches the file.
 void mark_watchers(int fd) {
     if (watches.empty()) return;
+    // Watches taken on this very descriptor need no look at the file: they are marked
+    // either way (one whose descriptor was closed and reused only rereads). Only a
+    // watch through another descriptor makes the file's identity worth an fstat.
+    if (std::all_of(watches.begin(), watches.end(), [fd](const FileWatch* watch) { return watch->fd == fd; })) {
+        for (FileWatch* watch : watches) watch->stale = true;
+        return;
+    }
     struct stat st;
     if (fstat(fd, &st) != 0) {
         for (FileWatch* watch : watches) watch->stale = true;
         return;
     }
     for (FileWatch* watch : watches)
-        if (watch->device == static_cast<uint64_t>(st.st_dev) && watch->inode == static_cast<uint64_t>(st.st_ino))
+        if (watch->fd == fd ||
+            (watch->device == static_cast<uint64_t>(st.st_dev) && watch->inode == static_cast<uint64_t>(st.st_ino)))
             watch->stale = true;
 }
 
@@ -36,6 +44,7 @@ bool file_watch(FileWatch& watch, int fd) {
     if (fstat(fd, &st) != 0) return false;
     watch.device = static_cast<uint64_t>(st.st_dev);
     watch.inode = static_cast<uint64_t>(st.st_ino);
+    watch.fd = fd;
     watch.stale = false;
     watch.registered = true;
     watches.push_back(&watch);

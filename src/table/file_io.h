@@ -23,6 +23,7 @@ int file_create(const char* path);
 struct FileWatch {
     uint64_t device = 0;
     uint64_t inode = 0;
+    int fd = -1;  // the descriptor it was taken on
     bool stale = true;
     bool registered = false;
 };
