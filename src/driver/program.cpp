@@ -13,12 +13,12 @@
 #include <strings.h>
 
 #include "driver/parameters.h"
+#include "driver/version.h"
 #include "expr/calc.h"
 #include "text/codepage.h"
 
 namespace {
 
-constexpr int kVersion = 0x105;
 constexpr char kBuildStamp[] = __DATE__ " " __TIME__;
 constexpr int kListLineSize = 1024;
 
