@@ -10,6 +10,7 @@
 #include <grp.h>
 #include <poll.h>
 #include <sys/stat.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -111,7 +112,9 @@ RunResult ScratchDir::run(const std::vector<std::string>& args, bool as_nobody) 
         }
     }
     int wait_status = 0;
-    waitpid(child, &wait_status, 0);
+    struct rusage usage {};
+    wait4(child, &wait_status, 0, &usage);
+    result.max_rss_kb = usage.ru_maxrss;
     if (WIFEXITED(wait_status))
         result.status = WEXITSTATUS(wait_status);
     else if (WIFSIGNALED(wait_status))

@@ -12,6 +12,7 @@ struct RunResult {
     int status = -1;  // exit status; 128 + signal for a program killed by a signal
     std::string out;
     std::string err;
+    long max_rss_kb = 0;  // the run's peak resident memory
 };
 
 class ScratchDir {
