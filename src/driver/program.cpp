@@ -10,6 +10,9 @@
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <sys/stat.h>
+#include <utility>
+#include <vector>
 #include <strings.h>
 
 #include "driver/parameters.h"
@@ -24,7 +27,10 @@ constexpr int kListLineSize = 1024;
 
 bool is_parameter_mark(char c) { return c == '/' || c == '-' || c == '@' || c == '+'; }
 
-int list_depth = 0;
+// The list files now being read, outermost first, by device and inode: a list that
+// names one of them again would read it without end, or, named twice, in an
+// exponential number of passes.
+std::vector<std::pair<dev_t, ino_t>> open_lists;
 
 void install_hooks(DbfTable& table) {
     if (state.table_oem_set && state.table_ansi_set) {
@@ -127,13 +133,17 @@ std::string path_merge(const char* prefix, const char* directory, const char* na
 }
 
 int apply_parameter_file(const char* path) {
-    if (list_depth >= kMaxListDepth) return 0;
+    if (open_lists.size() >= static_cast<size_t>(kMaxListDepth)) return 0;
     std::unique_ptr<FILE, int (*)(FILE*)> file(std::fopen(path, "r"), std::fclose);
     if (!file) return 0;
-    struct DepthGuard {
-        DepthGuard() { ++list_depth; }
-        ~DepthGuard() { --list_depth; }
-    } depth;
+    struct stat st;
+    if (fstat(fileno(file.get()), &st) != 0) return 0;
+    for (const auto& open : open_lists)
+        if (open.first == st.st_dev && open.second == st.st_ino) return 0;
+    struct OpenGuard {
+        explicit OpenGuard(const struct stat& st) { open_lists.emplace_back(st.st_dev, st.st_ino); }
+        ~OpenGuard() { open_lists.pop_back(); }
+    } guard(st);
     char line[kListLineSize];
     while (std::fgets(line, sizeof line, file.get()) != nullptr) {
         size_t length = std::strlen(line);

@@ -22,5 +22,6 @@ std::string path_beside(const char* dir_source, const char* name_source);
 // prefix + directory + base name of `name` + extension.
 std::string path_merge(const char* prefix, const char* directory, const char* name, const char* extension);
 
-// List files nest at most this deep; a deeper @file counts as one that can't be opened.
+// List files nest at most this deep; a deeper @file, or one that is already being
+// read further out, counts as one that can't be opened.
 inline constexpr int kMaxListDepth = 16;

@@ -204,14 +204,27 @@ TEST(ListFiles, LongLinesArriveInPieces) {
                          std::string(477, 'q') + "].\n");
 }
 
-TEST(ListFiles, SelfInclusionStopsAtTheNestingLimit) {
+TEST(ListFiles, ListsThatNameThemselvesStopAtOnce) {
     Dir dir;
-    dir.write("self.lst", "/COUNT\n@self.lst\n");
-    RunResult r = dir.run({"a.dbf", "@self.lst"});
+    dir.write("self.lst", "/COUNT\n@self.lst\n@./self.lst\n");
+    dir.write("a.lst", "@b.lst\n@b.lst\n/COUNT\n");
+    dir.write("b.lst", "@a.lst\n");
+    RunResult r = dir.run({"a.dbf", "@self.lst", "@a.lst"});
     EXPECT_EQ(r.status, 0);
+    EXPECT_EQ(r.out, "3\nCan't open file: self.lst\nCan't open file: ./self.lst\n"
+                     "Can't open file: a.lst\nCan't open file: a.lst\n3\n");
+}
+
+TEST(ListFiles, NestingStopsAt16Levels) {
+    Dir dir;
+    for (int i = 0; i < 20; ++i) {
+        std::string next = std::to_string(i + 1);
+        dir.write("l" + std::to_string(i) + ".lst", "/COUNT\n@l" + next + ".lst\n");
+    }
+    RunResult r = dir.run({"a.dbf", "@l0.lst"});
     std::string expected;
     for (int i = 0; i < 16; ++i) expected += "3\n";
-    expected += "Can't open file: self.lst\n";
+    expected += "Can't open file: l16.lst\n";
     EXPECT_EQ(r.out, expected);
 }
 
