@@ -46,7 +46,9 @@ fuzz:
 	  mkdir -p build-fuzz/corpus/$$t build-fuzz/crashes/$$t; \
 	  echo "== fuzz_$$t for $(FUZZ_SECONDS) s"; \
 	  ./build-fuzz/fuzz_$$t -max_total_time=$(FUZZ_SECONDS) -max_len=8192 -timeout=10 -rss_limit_mb=1024 \
-	    -artifact_prefix=$(CURDIR)/build-fuzz/crashes/$$t/ build-fuzz/corpus/$$t tests/fuzz/corpus/$$t 2>&1 | tail -3 || exit 1; \
+	    -artifact_prefix=$(CURDIR)/build-fuzz/crashes/$$t/ build-fuzz/corpus/$$t tests/fuzz/corpus/$$t \
+	    > build-fuzz/fuzz_$$t.log 2>&1 || { tail -30 build-fuzz/fuzz_$$t.log; exit 1; }; \
+	  tail -3 build-fuzz/fuzz_$$t.log; \
 	done
 
 # Writes the seed inputs of the fuzz targets again.
