@@ -9,15 +9,19 @@ PREFIX ?= /usr/local
 FUZZ_TARGETS = table memo calc cond html program
 FUZZ_SECONDS ?= 60
 
-.PHONY: all build test asan demo examples install fuzz fuzz-corpus bench clean
+.PHONY: all configure build test asan demo examples install fuzz fuzz-corpus bench clean
 
 all: build
 
-build:
+configure:
 	@cmake -S . -B build -DCMAKE_BUILD_TYPE=Release >/dev/null
-	@cmake --build build -j $(JOBS)
 
-test: build
+# The program alone: a user who wants it does not wait for the tests.
+build: configure
+	@cmake --build build -j $(JOBS) --target trugtool
+
+test: configure
+	@cmake --build build -j $(JOBS) --target trug_tests
 	TZ=UTC ./build/trug_tests
 
 asan:
@@ -26,7 +30,8 @@ asan:
 	TZ=UTC ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1 \
 	  ./build-asan/trug_tests
 
-examples: build
+examples: configure
+	@cmake --build build -j $(JOBS) --target make_examples
 	./build/make_examples examples
 
 demo: build
@@ -52,7 +57,8 @@ fuzz:
 	done
 
 # Writes the seed inputs of the fuzz targets again.
-fuzz-corpus: build
+fuzz-corpus: configure
+	@cmake --build build -j $(JOBS) --target make_fuzz_corpus
 	./build/make_fuzz_corpus tests/fuzz/corpus
 
 # Installs build/trugtool and its manual under $(PREFIX); DESTDIR stages the install.

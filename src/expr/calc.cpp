@@ -27,11 +27,9 @@
 #include <cctype>
 #include <cerrno>
 #include <cmath>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <limits>
-#include <string>
 
 namespace {
 
@@ -65,16 +63,15 @@ constexpr int kStackSize = 30;
 constexpr double kInfinity = std::numeric_limits<double>::infinity();
 constexpr size_t kTextSize = 80;  // 79 characters and the NUL
 
+// The state of one evaluation.
 struct CalcParser {
-    const char* cursor;
-    int32_t top;
-    CalcToken token;
-    bool error;
-    CalcItem stack[kStackSize];
-    CalcItem item;
+    const char* cursor = nullptr;
+    int32_t top = -1;
+    CalcToken token = TOK_END;
+    bool error = false;
+    CalcItem stack[kStackSize];  // entries up to `top` are set
+    CalcItem item = {};
 };
-
-CalcParser parser;
 
 // ---- Functions of one argument ------------------------------------------------
 
@@ -122,7 +119,7 @@ struct CalcRule {
     uint8_t popped;
 };
 
-const CalcRule kRules[17] = {
+constexpr CalcRule kRules[17] = {
     {SymNone, 0},   //  0 unused
     {SymSum, 3},    //  1 sum : sum + term
     {SymSum, 3},    //  2 sum : sum - term
@@ -152,7 +149,7 @@ struct CalcGoto {
 
 constexpr uint8_t kDeadState = 30;
 
-const CalcGoto kGotos[] = {
+constexpr CalcGoto kGotos[] = {
     {SymSum, 0, 1},     {SymSum, 9, 19},    {SymSum, 20, 28},
     {SymTerm, 0, 2},    {SymTerm, 9, 2},    {SymTerm, 20, 2},    {SymTerm, 12, 21},  {SymTerm, 13, 22},
     {SymFactor, 0, 3},  {SymFactor, 9, 3},  {SymFactor, 12, 3},  {SymFactor, 13, 3}, {SymFactor, 20, 3},
@@ -227,7 +224,7 @@ const CalcAction kActions[kStates][kColumns] = {
 
 // ---- Lexer --------------------------------------------------------------------
 
-bool calc_match_name(const char* name) {
+bool calc_match_name(CalcParser& parser, const char* name) {
     const size_t length = std::strlen(name);
     if (std::strncmp(parser.cursor, name, length) != 0) return false;
     parser.cursor += length;
@@ -236,7 +233,7 @@ bool calc_match_name(const char* name) {
 
 bool calc_is_digit(char c) { return c >= '0' && c <= '9'; }
 
-CalcToken calc_read_number() {
+CalcToken calc_read_number(CalcParser& parser) {
     const char* start = parser.cursor;
     bool dot = false;
     while (calc_is_digit(*parser.cursor) || (*parser.cursor == '.' && !dot)) {
@@ -262,14 +259,14 @@ CalcToken calc_read_number() {
     return TOK_NUMBER;
 }
 
-CalcToken calc_next_token() {
+CalcToken calc_next_token(CalcParser& parser) {
     while (*parser.cursor == ' ') ++parser.cursor;  // a tab is no blank
     const char c = *parser.cursor;
     if (c == '\0') return TOK_END;  // the cursor stays: the end can be read again
-    if (calc_is_digit(c) || c == '.') return calc_read_number();
+    if (calc_is_digit(c) || c == '.') return calc_read_number(parser);
     if (std::isalpha(static_cast<unsigned char>(c))) {
         for (const CalcFunction& function : kFunctions) {
-            if (calc_match_name(function.name)) {
+            if (calc_match_name(parser, function.name)) {
                 std::memcpy(parser.item.value.name, function.name, std::strlen(function.name) + 1);
                 return TOK_FUNCTION;
             }
@@ -292,7 +289,7 @@ CalcToken calc_next_token() {
 
 // ---- Stack and parser actions -------------------------------------------------
 
-void calc_push(const CalcItem& item) {
+void calc_push(CalcParser& parser, const CalcItem& item) {
     if (parser.top >= kStackSize - 1) {
         parser.error = true;
         return;
@@ -304,7 +301,7 @@ void calc_push(const CalcItem& item) {
     slot.value = item.value;
 }
 
-CalcItem calc_pop() {
+CalcItem calc_pop(CalcParser& parser) {
     if (parser.top < 0) {  // unreachable with the tables above; kept as a guard
         parser.error = true;
         return CalcItem{};
@@ -317,30 +314,31 @@ CalcItem calc_pop() {
     return item;
 }
 
-void calc_shift(uint8_t state) {
+void calc_shift(CalcParser& parser, uint8_t state) {
     parser.item.state = state;
-    calc_push(parser.item);
-    parser.token = calc_next_token();
+    calc_push(parser, parser.item);
+    parser.token = calc_next_token(parser);
 }
 
-// kGotos laid out by symbol and state, made once: every reduction asks it.
+// kGotos laid out by symbol and state, made at compile time: every reduction asks it.
 using GotoTable = std::array<std::array<uint8_t, kStates>, SymAtom + 1>;
 
-GotoTable make_goto_table() {
-    GotoTable table;
+constexpr GotoTable make_goto_table() {
+    GotoTable table{};
     for (auto& row : table) row.fill(kDeadState);
     // Backwards, so that where a pair were listed twice the first entry would win.
     for (size_t i = sizeof kGotos / sizeof *kGotos; i-- > 0;) table[kGotos[i].symbol][kGotos[i].on_top] = kGotos[i].next;
     return table;
 }
 
-uint8_t calc_goto(uint8_t rule) {
-    static const GotoTable table = make_goto_table();
+constexpr GotoTable kGotoTable = make_goto_table();
+
+uint8_t calc_goto(CalcParser& parser, uint8_t rule) {
     const uint8_t on_top = parser.top >= 0 ? parser.stack[parser.top].state : kDeadState;
-    return on_top < kStates ? table[kRules[rule].symbol][on_top] : kDeadState;
+    return on_top < kStates ? kGotoTable[kRules[rule].symbol][on_top] : kDeadState;
 }
 
-double calc_apply(const char* name, double x) {
+double calc_apply(CalcParser& parser, const char* name, double x) {
     for (const CalcFunction& function : kFunctions) {
         if (std::strcmp(function.name, name) == 0) return function.apply(x);
     }
@@ -348,11 +346,11 @@ double calc_apply(const char* name, double x) {
     return 0.0;
 }
 
-void calc_reduce(uint8_t rule) {
+void calc_reduce(CalcParser& parser, uint8_t rule) {
     // popped[0] is the former top: the right operand (the operand of rule 9), or
     // ")" in rules 14 and 16; popped[2] is the left operand.
     CalcItem popped[4] = {};
-    for (int k = 0; k < kRules[rule].popped; ++k) popped[k] = calc_pop();
+    for (int k = 0; k < kRules[rule].popped; ++k) popped[k] = calc_pop(parser);
     auto number = [&](int k) { return popped[k].value.number; };
     double result = 0.0;
     switch (rule) {
@@ -363,12 +361,12 @@ void calc_reduce(uint8_t rule) {
         case 7: result = std::pow(number(2), number(0)); break;
         case 9: result = -number(0); break;
         case 14: result = number(1); break;
-        case 16: result = calc_apply(popped[3].value.name, number(1)); break;
+        case 16: result = calc_apply(parser, popped[3].value.name, number(1)); break;
         default: result = number(0); break;  // the single-entry rules pass the value on
     }
     parser.item.value.number = result;
-    parser.item.state = calc_goto(rule);
-    calc_push(parser.item);
+    parser.item.state = calc_goto(parser, rule);
+    calc_push(parser, parser.item);
     // Only the division is checked: a zero divisor or an overflow to +infinity
     // fails the parse; -infinity passes.
     if (rule == 5 && parser.item.value.number == kInfinity) parser.error = true;
@@ -376,58 +374,33 @@ void calc_reduce(uint8_t rule) {
 
 }  // namespace
 
-double calc_evaluate(char* text, int32_t* ok) {
+double calc_evaluate(const char* text, int32_t* ok) {
     const size_t length = text != nullptr ? strnlen(text, kTextSize) : kTextSize;
     if (length >= kTextSize) {  // does not fit the working buffer
         *ok = 0;
         return 0.0;
     }
     char work[kTextSize];
-    std::memcpy(work, text, length + 1);
-    for (size_t i = 0; i < length; ++i) {
-        work[i] = static_cast<char>(std::toupper(static_cast<unsigned char>(work[i])));
-    }
+    for (size_t i = 0; i < length; ++i) work[i] = static_cast<char>(std::toupper(static_cast<unsigned char>(text[i])));
+    work[length] = '\0';
 
-    parser.error = false;
+    CalcParser parser;
     parser.cursor = work;
-    parser.top = -1;
     CalcItem start{};
     start.state = 0;
     start.value.number = 0.0;
-    calc_push(start);
-    parser.token = calc_next_token();
+    calc_push(parser, start);
+    parser.token = calc_next_token(parser);
 
-    double result = 0.0;
-    bool accepted = false;
     while (!parser.error) {
         const CalcAction action = kActions[parser.stack[parser.top].state][kColumnOf[parser.token]];
         switch (action.kind) {
-            case ActShift: calc_shift(action.number); break;
-            case ActReduce: calc_reduce(action.number); break;
-            case ActAccept: accepted = true; break;
+            case ActShift: calc_shift(parser, action.number); break;
+            case ActReduce: calc_reduce(parser, action.number); break;
+            case ActAccept: return parser.stack[parser.top].value.number;
             case ActError: parser.error = true; break;
         }
-        if (accepted) {
-            result = parser.stack[parser.top].value.number;
-            break;
-        }
     }
-    parser.cursor = nullptr;  // the working text dies with this call
-    if (!accepted) {
-        *ok = 0;
-        return 0.0;
-    }
-    std::memcpy(text, work, length + 1);
-    return result;
-}
-
-void cmd_calc(const char* text) {
-    std::string work = text != nullptr ? text : "";
-    int32_t ok = 1;
-    const double value = calc_evaluate(work.data(), &ok);
-    if (ok) {
-        std::printf("%f\n", value);
-    } else {
-        std::fputs("Error\n", stdout);
-    }
+    *ok = 0;
+    return 0.0;
 }

@@ -6,8 +6,6 @@
 
 #include <cstdint>
 
-// On success returns the value, leaves *ok alone and upper-cases `text` in place;
-// on failure returns 0.0, sets *ok to 0 and leaves `text` unchanged.
-double calc_evaluate(char* text, int32_t* ok);
-// /CALC: prints "%f\n" of the value or "Error\n".
-void cmd_calc(const char* text);
+// The value of `text`, letters taken in any case. On failure returns 0.0 and sets
+// *ok to 0; on success leaves *ok alone, so that one flag can gather a series.
+double calc_evaluate(const char* text, int32_t* ok);

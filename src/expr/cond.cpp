@@ -28,8 +28,6 @@
 #include "expr/calc.h"
 #include "text/codepage.h"
 
-void CondScratchDeleter::operator()(CondScratch* scratch) const { delete scratch; }
-
 namespace {
 
 constexpr size_t kClauseSize = sizeof(CondScratch::clause);
@@ -132,41 +130,39 @@ char number_compare(uint8_t code, double left, double right) {
 
 }  // namespace
 
-int cond_evaluate(DbfTable& table, const char* condition) {
-    if (table.hide_deleted && !table.record.empty() && table.record[0] == '*') return 0;
-    if (condition == COND_NONE) return 1;
-    CondScratch* scratch = table.filter_scratch.get();
-    if (condition == nullptr || scratch == nullptr) return 0;
+bool cond_evaluate(DbfTable& table, CondScratch& scratch, const char* condition) {
+    if (table.settings.hide_deleted && !table.record.empty() && table.record[0] == '*') return false;
+    if (condition == COND_NONE) return true;
+    if (condition == nullptr) return false;
 
-    scratch->bool_length = 0;
-    const int clauses = cond_split(table, condition);
-    if (clauses == 0) return 0;
-    if (clauses == 1) return cond_evaluate_simple(table, condition) == '0' ? 0 : 1;
+    scratch.bool_length = 0;
+    const int clauses = cond_split(scratch, condition);
+    if (clauses == 0) return false;
+    if (clauses == 1) return cond_evaluate_simple(table, scratch, condition) != '0';
 
     int32_t p = 0;
     for (int i = 0; i < clauses; ++i) {
-        const int32_t end = scratch->separators[i];
+        const int32_t end = scratch.separators[i];
         const size_t length = static_cast<size_t>(end - p);
-        if (length >= kClauseSize) return 0;
-        std::memset(scratch->clause, 0, kClauseSize);
-        std::memcpy(scratch->clause, condition + p, length);
+        if (length >= kClauseSize) return false;
+        std::memset(scratch.clause, 0, kClauseSize);
+        std::memcpy(scratch.clause, condition + p, length);
         p = end + 1;
-        cond_rewrite_clause(table, condition[end]);
+        cond_rewrite_clause(table, scratch, condition[end]);
     }
     // The last clause ended at the NUL, which closed the boolean text, if it fit.
-    if (static_cast<size_t>(scratch->bool_length) > kBoolSize) return 0;
+    if (static_cast<size_t>(scratch.bool_length) > kBoolSize) return false;
 
     int32_t ok = 1;
-    const double sum = calc_evaluate(scratch->bool_text, &ok);
+    const double sum = calc_evaluate(scratch.bool_text, &ok);
     // Truncated toward zero to 64 bits; out of that range (or NaN) the low word is 0.
-    if (!(sum > -9.2e18 && sum < 9.2e18)) return 0;
+    if (!(sum > -9.2e18 && sum < 9.2e18)) return false;
     const int64_t whole = static_cast<int64_t>(sum);
-    return static_cast<uint32_t>(static_cast<uint64_t>(whole)) != 0 ? 1 : 0;
+    return static_cast<uint32_t>(static_cast<uint64_t>(whole)) != 0;
 }
 
-int cond_split(DbfTable& table, const char* condition) {
-    CondScratch* scratch = table.filter_scratch.get();
-    if (scratch == nullptr || condition == nullptr) return 0;
+int cond_split(CondScratch& scratch, const char* condition) {
+    if (condition == nullptr) return 0;
     int64_t balance = 0;
     size_t count = 0;
     size_t i = 0;
@@ -179,24 +175,22 @@ int cond_split(DbfTable& table, const char* condition) {
         } else if (c == '&' || c == '|') {
             if (count + 1 >= kSeparatorSlots) return 0;  // no slot left for the length
             if (i > INT32_MAX) return 0;
-            scratch->separators[count++] = static_cast<int32_t>(i);
+            scratch.separators[count++] = static_cast<int32_t>(i);
         }
     }
     if (balance != 0 || i > INT32_MAX) return 0;
-    scratch->separators[count] = static_cast<int32_t>(i);
+    scratch.separators[count] = static_cast<int32_t>(i);
     return static_cast<int>(count + 1);
 }
 
-void cond_rewrite_clause(DbfTable& table, char separator) {
-    CondScratch* scratch = table.filter_scratch.get();
-    if (scratch == nullptr) return;
-    char* clause = scratch->clause;
+void cond_rewrite_clause(DbfTable& table, CondScratch& scratch, char separator) {
+    char* clause = scratch.clause;
     clause[kClauseSize - 1] = '\0';
     const size_t n = std::strlen(clause);
     const int balance = balance_of(clause, n);
 
     if (balance == 0) {
-        bool_append(*scratch, cond_evaluate_simple(table, clause));
+        bool_append(scratch, cond_evaluate_simple(table, scratch, clause));
     } else if (balance > 0) {
         // The last unmatched '(': what stands up to it groups clauses and goes over
         // as it is; the comparison lies behind it.
@@ -212,10 +206,10 @@ void cond_rewrite_clause(DbfTable& table, char separator) {
             }
         }
         if (mark == n) {
-            bool_append(*scratch, cond_evaluate_simple(table, clause));
+            bool_append(scratch, cond_evaluate_simple(table, scratch, clause));
         } else {
-            for (size_t i = 0; i <= mark; ++i) bool_append(*scratch, clause[i]);
-            bool_append(*scratch, cond_evaluate_simple(table, clause + mark + 1));
+            for (size_t i = 0; i <= mark; ++i) bool_append(scratch, clause[i]);
+            bool_append(scratch, cond_evaluate_simple(table, scratch, clause + mark + 1));
         }
     } else {
         // The first unmatched ')': the comparison stands in front of it, and the
@@ -232,26 +226,25 @@ void cond_rewrite_clause(DbfTable& table, char separator) {
             }
         }
         if (mark == n) {
-            bool_append(*scratch, cond_evaluate_simple(table, clause));
+            bool_append(scratch, cond_evaluate_simple(table, scratch, clause));
         } else {
             char front[kClauseSize];
             std::memcpy(front, clause, mark);
             front[mark] = '\0';
-            bool_append(*scratch, cond_evaluate_simple(table, front));
-            for (size_t i = mark; i < n; ++i) bool_append(*scratch, clause[i]);
+            bool_append(scratch, cond_evaluate_simple(table, scratch, front));
+            for (size_t i = mark; i < n; ++i) bool_append(scratch, clause[i]);
         }
     }
 
     switch (separator) {
-        case '&': bool_append(*scratch, '*'); break;
-        case '|': bool_append(*scratch, '+'); break;
-        default: bool_append(*scratch, separator); break;
+        case '&': bool_append(scratch, '*'); break;
+        case '|': bool_append(scratch, '+'); break;
+        default: bool_append(scratch, separator); break;
     }
 }
 
-char cond_evaluate_simple(DbfTable& table, const char* text) {
-    CondScratch* scratch = table.filter_scratch.get();
-    if (scratch == nullptr || text == nullptr) return '0';
+char cond_evaluate_simple(DbfTable& table, CondScratch& scratch, const char* text) {
+    if (text == nullptr) return '0';
     int32_t left_ok = 1;
     int32_t right_ok = 1;
     int32_t numeric = 0;
@@ -262,8 +255,8 @@ char cond_evaluate_simple(DbfTable& table, const char* text) {
     if (q < 0) return '0';
 
     const size_t position = static_cast<size_t>(q);
-    std::memcpy(scratch->left, substituted, position);
-    scratch->left[position] = '\0';
+    std::memcpy(scratch.left, substituted, position);
+    scratch.left[position] = '\0';
 
     const char c1 = substituted[position];
     const char c2 = substituted[position + 1];  // at worst the NUL behind c1
@@ -277,22 +270,22 @@ char cond_evaluate_simple(DbfTable& table, const char* text) {
         code = static_cast<uint8_t>(c1);
         behind = substituted + position + 1;
     }
-    std::strcpy(scratch->right, behind);  // under 256 bytes into 1024
+    std::strcpy(scratch.right, behind);  // under 256 bytes into 1024
 
-    cond_strip_parens(scratch->left);
-    cond_strip_parens(scratch->right);
+    cond_strip_parens(scratch.left);
+    cond_strip_parens(scratch.right);
 
     if (numeric) {
-        const double left = calc_evaluate(scratch->left, &left_ok);
-        const double right = calc_evaluate(scratch->right, &right_ok);
+        const double left = calc_evaluate(scratch.left, &left_ok);
+        const double right = calc_evaluate(scratch.right, &right_ok);
         if (!left_ok || !right_ok) return '0';
         return number_compare(code, left, right);
     }
-    fold_value(scratch->left, table);
-    fold_value(scratch->right, table);
-    cond_expand_functions(scratch->left, table);
-    cond_expand_functions(scratch->right, table);
-    return text_compare(code, scratch->left, scratch->right);
+    fold_value(scratch.left, table);
+    fold_value(scratch.right, table);
+    cond_expand_functions(scratch.left, table);
+    cond_expand_functions(scratch.right, table);
+    return text_compare(code, scratch.left, scratch.right);
 }
 
 void cond_strip_parens(char* text) {
@@ -385,7 +378,7 @@ int cond_substitute_fields(DbfTable& table, const char* text, char* out, size_t 
         }
         if (is_numeric && !has_digit) put('0');
         out[o] = '\0';
-        if (!is_numeric && table.ansi_text) convert_ansi_to_oem(table, out + value_start);
+        if (!is_numeric && table.settings.ansi_text) convert_ansi_to_oem(table, out + value_start);
         if (is_numeric) seen_numeric = 1;
         i += name_length - 1;
     }

@@ -11,7 +11,7 @@
 
 #include "table/dbf.h"
 
-// Work area of a filter build, owned by the table while the build runs.
+// Work area of the evaluation of a condition, owned by whoever judges a series of records.
 struct CondScratch {
     char bool_text[1024];
     char clause[1024];
@@ -24,13 +24,15 @@ struct CondScratch {
 // The condition every record meets: only the deletion test counts.
 inline const char* const COND_NONE = reinterpret_cast<const char*>(~uintptr_t{0});
 
-// 1 or 0 for the record in `record`; filter_scratch must exist.
-int cond_evaluate(DbfTable& table, const char* condition);
+// Whether the record in the table's record buffer meets the condition.
+bool cond_evaluate(DbfTable& table, CondScratch& scratch, const char* condition);
 // Fills the separators; the number of clauses, or 0 if the parentheses don't balance.
-int cond_split(DbfTable& table, const char* condition);
-void cond_rewrite_clause(DbfTable& table, char separator);
+int cond_split(CondScratch& scratch, const char* condition);
+// Judges scratch.clause and appends its result and separator to the boolean text.
+void cond_rewrite_clause(DbfTable& table, CondScratch& scratch, char separator);
 // '0' or '1' for one comparison.
-char cond_evaluate_simple(DbfTable& table, const char* text);
+char cond_evaluate_simple(DbfTable& table, CondScratch& scratch, const char* text);
+// Takes surplus parentheses off the ends of an operand.
 void cond_strip_parens(char* text);
 // Copies `text` to `out` (of `out_size` bytes) with quotes dropped and field names
 // replaced by values; the position in `out` of the first unquoted operator, or -1,

@@ -102,11 +102,11 @@ char* str_right(char* argument, const DbfTable&) {
 char* str_dtos(char* argument, const DbfTable& table) {
     struct Columns { int year, month, day, hour, minute, second; };
     Columns columns = {0, 4, 6, 8, 10, 12};  // stored digits
-    switch (table.date_mode) {
-        case DateDmy: columns = {6, 3, 0, 11, 14, 17}; break;
-        case DateMdy: columns = {6, 0, 3, 11, 14, 17}; break;
-        case DateYmd: columns = {0, 5, 8, 11, 14, 17}; break;
-        default: break;
+    switch (table.settings.date_mode) {
+        case DateMode::Dmy: columns = {6, 3, 0, 11, 14, 17}; break;
+        case DateMode::Mdy: columns = {6, 0, 3, 11, 14, 17}; break;
+        case DateMode::Ymd: columns = {0, 5, 8, 11, 14, 17}; break;
+        case DateMode::Asis: break;
     }
     const size_t length = std::strlen(argument);
     char result[20] = {};

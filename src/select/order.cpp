@@ -6,8 +6,7 @@
 // comparison orders text, dates and numbers alike; behind the fields stands the
 // record's element number in "%10d", so that no two keys are equal.
 //
-// Two ways to the same order. Where the keys of all records fit `sort_key_arena_limit`
-// bytes, one walk through the records builds every key into one arena and the sort
+// Two ways to the same order. Where the keys of all records fit the key memory limit, one walk through the records builds every key into one arena and the sort
 // compares stored keys. Otherwise only two keys are held, one per side of the
 // comparison, each with the element it belongs to: the quicksort compares many
 // elements against one pivot, so the pivot's key is rarely rebuilt, but every other
@@ -16,17 +15,14 @@
 // same sequence of comparisons.
 #include "select/order.h"
 
-#include <cstdio>
 #include <algorithm>
 #include <cstdint>
+#include <cstdio>
 #include <cstring>
 #include <numeric>
 
-#include "driver/parameters.h"
 #include "select/sort.h"
 #include "text/codepage.h"
-
-size_t sort_key_arena_limit = size_t{256} << 20;
 
 namespace {
 
@@ -48,20 +44,48 @@ void complement_number(char* text, size_t length) {
 
 // The whole key of the record in the buffer, folded, with `element` behind it, into
 // a buffer of kSortKeyBufferSize bytes. Its length.
-size_t render_key(DbfTable& table, int32_t element, char* key) {
-    dbf_build_key(table, key, kSortKeyBufferSize - kKeyNumberWidth);
+size_t render_key(DbfTable& table, const std::vector<int32_t>& keys, int32_t element, char* key) {
+    dbf_build_key(table, keys, key, kSortKeyBufferSize - kKeyNumberWidth);
     fold_value(key, table);
     size_t length = std::strlen(key);
     std::snprintf(key + length, kKeyNumberWidth + 1, "%10d", element);
     return length + kKeyNumberWidth;
 }
 
+// ---- Two keys at a time -----------------------------------------------------------
+
+// The context of the two-key comparison: one key per side, each with the element
+// it belongs to.
+struct TwoKeys {
+    DbfTable& table;
+    const std::vector<int32_t>& keys;
+    std::vector<char> key_a = std::vector<char>(kSortKeyBufferSize, '\0');
+    std::vector<char> key_b = std::vector<char>(kSortKeyBufferSize, '\0');
+    int32_t element_a = -1;
+    int32_t element_b = -1;
+};
+
 // Brings the key of `element` into one side's buffer unless it is there already.
-void load_key(DbfTable& table, int32_t element, int32_t& cached, std::vector<char>& key) {
+void load_key(TwoKeys& two, int32_t element, int32_t& cached, std::vector<char>& key) {
     if (element == cached) return;
     cached = element;
-    dbf_read_record(table, element);
-    render_key(table, element, key.data());
+    // A record that can't be read gives the key of the record read before it.
+    (void)dbf_read_record(two.table, element);
+    render_key(two.table, two.keys, element, key.data());
+}
+
+int two_key_compare(const void* a, const void* b, void* context) {
+    TwoKeys& two = *static_cast<TwoKeys*>(context);
+    int32_t element_a, element_b;
+    std::memcpy(&element_a, a, sizeof element_a);
+    std::memcpy(&element_b, b, sizeof element_b);
+    load_key(two, element_a, two.element_a, two.key_a);
+    load_key(two, element_b, two.element_b, two.key_b);
+    // Unsigned bytes, through the end of the first key; its terminator takes part,
+    // so a key that is a prefix of the other sorts first instead of comparing equal.
+    int r = std::memcmp(two.key_a.data(), two.key_b.data(), std::strlen(two.key_a.data()) + 1);
+    r = (r > 0) - (r < 0);
+    return two.table.settings.sort_descending ? -r : r;
 }
 
 // ---- Keys stored for all records ----------------------------------------------------
@@ -76,7 +100,7 @@ struct StoredKey {
 static_assert(sizeof(StoredKey) == 16, "elements are swapped as 16 bytes");
 
 struct StoredKeys {
-    DbfTable* table;
+    bool descending;
     std::vector<char> arena;  // every key with its terminator, end to end
     std::vector<StoredKey> elements;
 };
@@ -104,25 +128,25 @@ int stored_key_compare(const void* a, const void* b, void* context) {
         r = std::strcmp(keys.arena.data() + key_a.offset + 8, keys.arena.data() + key_b.offset + 8);
         r = (r > 0) - (r < 0);
     }
-    const DbfTable& table = *keys.table;
-    if (table.sort_progress) table.sort_progress();
-    return table.sort_descending ? -r : r;
+    return keys.descending ? -r : r;
 }
 
 // One walk through the visible records builds every key. False, with nothing kept,
-// if the keys would pass `sort_key_arena_limit` or a record can't be read (the
+// if the keys would pass `limit` bytes or a record can't be read (the
 // two-key path would build that key from the record read before, whichever that
 // is): that sort then takes the two-key path. Bytes of the record buffer past the
 // header's record length stay as they were through a sort, so fields there give
 // the same keys both ways.
-bool store_keys(DbfTable& table, size_t count, StoredKeys& keys) {
-    const size_t limit = std::min<size_t>(sort_key_arena_limit, UINT32_MAX);
-    char* key = table.sort_key_a.data();
+bool store_keys(DbfTable& table, const std::vector<int32_t>& fields, size_t count, size_t key_memory_limit,
+                StoredKeys& keys) {
+    const size_t limit = std::min<size_t>(key_memory_limit, UINT32_MAX);
+    std::vector<char> buffer(kSortKeyBufferSize, '\0');
+    char* key = buffer.data();
     keys.elements.resize(count);
     for (size_t i = 0; i < count; ++i) {
         int32_t element = static_cast<int32_t>(i);
         if (!dbf_read_record(table, element)) return false;
-        size_t length = render_key(table, element, key);
+        size_t length = render_key(table, fields, element, key);
         size_t used = keys.arena.size();
         if (length + 1 > limit - used) return false;
         if (used + length + 1 > keys.arena.capacity()) {
@@ -138,60 +162,38 @@ bool store_keys(DbfTable& table, size_t count, StoredKeys& keys) {
 
 }  // namespace
 
-void cmd_order(const char* text) {
-    if (*text == '\0') {
-        std::fputs("Field[s] required for order...\n", stdout);
-        return;
-    }
-    if (!dbf_set_order(*state.current_table, text, nullptr)) {
-        std::fputs("Invalid field[s]...\n", stdout);
-        return;
-    }
-    if (state.compare_table && !dbf_set_order(*state.compare_table, text, nullptr))
-        std::fputs("Invalid field[s]...\n", stdout);
+bool dbf_set_order(DbfTable& table, const char* text, size_t key_memory_limit) {
+    std::vector<int32_t> keys = dbf_parse_field_list(table, text);
+    if (keys.empty()) return false;
+    // Without the old order, the reads below go through the filter alone.
+    table.order_index.reset();
+    table.order_index = dbf_sort_index(table, keys, key_memory_limit);
+    return true;
 }
 
-int dbf_set_order(DbfTable& table, const char* text, ProgressFn progress) {
-    // A failed list leaves the old order in force (its key count is gone by now).
-    if (dbf_parse_field_list(table, text, table.order_key_count, table.order_keys) != 0) return 0;
-    table.sort_key_count = table.order_key_count;
-    table.sort_keys = table.order_keys.data();
-    return dbf_sort_index(table, table.order_index, progress);
-}
-
-int dbf_sort_index(DbfTable& table, std::optional<std::vector<int32_t>>& index_slot, ProgressFn progress) {
-    // With order_index as the slot, the reads below go through the filter alone.
-    index_slot.reset();
-    table.sort_progress = progress;
+std::vector<int32_t> dbf_sort_index(DbfTable& table, const std::vector<int32_t>& keys, size_t key_memory_limit) {
     const size_t count = static_cast<size_t>(dbf_record_count(table));
     std::vector<int32_t> elements(count);
-    table.sort_key_a.assign(kSortKeyBufferSize, '\0');
-    table.sort_key_b.assign(kSortKeyBufferSize, '\0');
-    table.sort_record_a = -1;
-    table.sort_record_b = -1;
-    StoredKeys keys{&table, {}, {}};
-    if (store_keys(table, count, keys)) {
-        sort_elements(keys.elements.data(), count, sizeof(StoredKey), stored_key_compare, &keys);
-        for (size_t i = 0; i < count; ++i) elements[i] = keys.elements[i].element;
-    } else {
-        keys = StoredKeys{};
-        std::iota(elements.begin(), elements.end(), 0);
-        sort_elements(elements.data(), count, sizeof(int32_t), dbf_sort_compare, &table);
+    {
+        StoredKeys stored{table.settings.sort_descending, {}, {}};
+        if (store_keys(table, keys, count, key_memory_limit, stored)) {
+            sort_elements(stored.elements.data(), count, sizeof(StoredKey), stored_key_compare, &stored);
+            for (size_t i = 0; i < count; ++i) elements[i] = stored.elements[i].element;
+            return elements;
+        }
     }
-    table.sort_progress = nullptr;
-    index_slot = std::move(elements);
-    std::vector<char>().swap(table.sort_key_a);
-    std::vector<char>().swap(table.sort_key_b);
-    return 1;
+    std::iota(elements.begin(), elements.end(), 0);
+    TwoKeys two{table, keys};
+    sort_elements(elements.data(), count, sizeof(int32_t), two_key_compare, &two);
+    return elements;
 }
 
-void dbf_build_key(DbfTable& table, char* key, size_t key_size) {
+void dbf_build_key(DbfTable& table, const std::vector<int32_t>& keys, char* key, size_t key_size) {
     if (key_size == 0) return;
     key[0] = '\0';
-    if (table.value.size() < kValueBufferSize || table.sort_keys == nullptr) return;
+    if (table.value.size() < kValueBufferSize) return;
     size_t length = 0;
-    for (int32_t k = 0; k < table.sort_key_count; ++k) {
-        int field = table.sort_keys[k];
+    for (int32_t field : keys) {
         if (field < 0 || field >= table.field_count) continue;
         char type = table.fields[field].type;
         size_t width = type == 'D' ? 8 : type == 'T' ? 14 : static_cast<size_t>(dbf_field_width(table, field));
@@ -199,10 +201,7 @@ void dbf_build_key(DbfTable& table, char* key, size_t key_size) {
         // below, rather than as the rest of an earlier value.
         char* value = table.value.data();
         std::memset(value, 0, width + 1);
-        // Modes 4 to 7 keep a date as its stored digits, whatever the display mode.
-        table.date_mode += 4;
-        dbf_field_text(table, field);
-        table.date_mode -= 4;
+        dbf_field_text(table, field, Rendering::Key);
         // A value cut short by trimming, or holding zero bytes, goes back to the
         // field's width, so that later fields of the key keep their columns.
         for (size_t i = 0; i < width; ++i)
@@ -217,19 +216,4 @@ void dbf_build_key(DbfTable& table, char* key, size_t key_size) {
         length += take;
         key[length] = '\0';
     }
-}
-
-int dbf_sort_compare(const void* a, const void* b, void* context) {
-    DbfTable& table = *static_cast<DbfTable*>(context);
-    int32_t element_a, element_b;
-    std::memcpy(&element_a, a, sizeof element_a);
-    std::memcpy(&element_b, b, sizeof element_b);
-    load_key(table, element_a, table.sort_record_a, table.sort_key_a);
-    load_key(table, element_b, table.sort_record_b, table.sort_key_b);
-    // Unsigned bytes, through the end of the first key; its terminator takes part,
-    // so a key that is a prefix of the other sorts first instead of comparing equal.
-    int r = std::memcmp(table.sort_key_a.data(), table.sort_key_b.data(), std::strlen(table.sort_key_a.data()) + 1);
-    r = (r > 0) - (r < 0);
-    if (table.sort_progress) table.sort_progress();
-    return table.sort_descending ? -r : r;
 }

@@ -4,15 +4,22 @@
 // built by sorting text keys made of the rendered field values.
 #pragma once
 
+#include <cstddef>
+#include <vector>
+
 #include "table/dbf.h"
 
-void cmd_order(const char* text);
-int dbf_set_order(DbfTable& table, const char* text, ProgressFn progress);
-int dbf_sort_index(DbfTable& table, std::optional<std::vector<int32_t>>& index_slot, ProgressFn progress);
-void dbf_build_key(DbfTable& table, char* key, size_t key_size);
-int dbf_sort_compare(const void* a, const void* b, void* table);
+// The most bytes the keys of one sort may take in memory, terminators included,
+// unless the run sets another limit.
+inline constexpr size_t kDefaultKeyMemoryLimit = size_t{256} << 20;
 
-// The most bytes the keys of one sort may take in memory, terminators included;
-// a sort whose keys need more compares with two keys at a time, reading records
-// as it goes. Read at the start of each sort.
-extern size_t sort_key_arena_limit;
+// Orders the visible records by the fields of a list text; false, with the old
+// order in force, if not even the first field is known.
+bool dbf_set_order(DbfTable& table, const char* text, size_t key_memory_limit);
+// The filter positions of the visible records sorted by `keys` (field indexes),
+// ascending or descending by the table's setting. Reads through the filter and
+// any order that stands.
+std::vector<int32_t> dbf_sort_index(DbfTable& table, const std::vector<int32_t>& keys, size_t key_memory_limit);
+// The key of the record in the buffer: each key field's rendering padded to its
+// width, negative numbers complemented; cut to fit `key_size` bytes with the NUL.
+void dbf_build_key(DbfTable& table, const std::vector<int32_t>& keys, char* key, size_t key_size);

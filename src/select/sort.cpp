@@ -9,8 +9,6 @@
 // so 30 entries hold every count below 9 * 2^30.
 #include "select/sort.h"
 
-size_t sort_pending_peak = 0;
-
 namespace {
 
 constexpr size_t kPendingRanges = 30;
@@ -38,9 +36,9 @@ void sort_small_run(char* first, char* last, size_t size, SortCompare compare, v
     }
 }
 
-void sort_elements(void* base, size_t count, size_t size, SortCompare compare, void* context) {
-    sort_pending_peak = 0;
-    if (count < 2 || size == 0) return;
+size_t sort_elements(void* base, size_t count, size_t size, SortCompare compare, void* context) {
+    size_t peak = 0;
+    if (count < 2 || size == 0) return peak;
     char* low_ends[kPendingRanges];
     char* high_ends[kPendingRanges];
     size_t pending = 0;
@@ -58,7 +56,7 @@ void sort_elements(void* base, size_t count, size_t size, SortCompare compare, v
         low_ends[pending] = low;
         high_ends[pending] = high;
         ++pending;
-        if (pending > sort_pending_peak) sort_pending_peak = pending;
+        if (pending > peak) peak = pending;
     };
 
     for (;;) {
@@ -93,7 +91,7 @@ void sort_elements(void* base, size_t count, size_t size, SortCompare compare, v
                 }
             }
         }
-        if (pending == 0) return;
+        if (pending == 0) return peak;
         --pending;
         lo = low_ends[pending];
         hi = high_ends[pending];

@@ -9,10 +9,9 @@
 
 using SortCompare = int (*)(const void* a, const void* b, void* context);
 
-void sort_elements(void* base, size_t count, size_t size, SortCompare compare, void* context);
+// Sorts `count` elements of `size` bytes ascending by `compare` (negative, zero or
+// positive, like strcmp). Returns the most ranges that were pending at once.
+size_t sort_elements(void* base, size_t count, size_t size, SortCompare compare, void* context);
+// Selection sort of the elements from `first` to `last`, both included.
 void sort_small_run(char* first, char* last, size_t size, SortCompare compare, void* context);
 void swap_bytes(char* a, char* b, size_t size);
-
-// The most ranges that were pending at once during the last sort_elements. A test
-// seam: nothing in the program reads it.
-extern size_t sort_pending_peak;

@@ -8,7 +8,12 @@
 // Little is trusted of what a file says: the record count comes from the file size,
 // field offsets from the widths, and an unknown signature is repaired in memory.
 // Every engine operation takes the table first, prints nothing and reports through
-// its result: 1 for success and 0 for failure, or a count.
+// its result.
+//
+// Records are named three ways, all counted from 0: the physical number in the
+// file; the filter position, an index into `filter_index` (the physical numbers of
+// the records that passed the filters); and the visible position, an index into
+// `order_index` (filter positions in sorted order). Commands name visible positions.
 #pragma once
 
 #include <array>
@@ -20,6 +25,8 @@
 #include <optional>
 #include <string>
 #include <vector>
+
+#include "io/file_system.h"
 
 static_assert(std::endian::native == std::endian::little,
               "headers and descriptors are read and written as verbatim little-endian images");
@@ -34,9 +41,15 @@ inline constexpr uint32_t DBF_STATUS_BAD_SIGNATURE = 1;
 inline constexpr uint32_t DBF_STATUS_BAD_FIELD_TYPES = 2;
 
 // Memo family, derived from the signature.
-enum MemoKind { MemoDbase3 = 0, MemoFoxPro = 1, MemoDbase4 = 2, MemoVisualFoxPro = 3, MemoUnknown = 4 };
-enum DateMode { DateAsis = 0, DateDmy = 1, DateMdy = 2, DateYmd = 3 };
-enum TrimMode { TrimNone = 0, TrimRight = 1, TrimLeft = 2, TrimAll = 3 };
+enum class MemoKind { Dbase3, FoxPro, Dbase4, VisualFoxPro, Unknown };
+// How dates are shown: as stored, or day, month and year in one of three orders.
+enum class DateMode { Asis, Dmy, Mdy, Ymd };
+// Which blanks a rendered value loses.
+enum class TrimMode { None, Right, Left, All };
+// What a rendering is for: a user's eyes, or an order's key (dates as stored digits).
+enum class Rendering { Display, Key };
+// What /PACK rewrites.
+enum class PackMode { All, Records, Memo };
 
 struct DbfHeader {
     uint8_t signature;
@@ -64,9 +77,22 @@ struct FieldDesc {
 };
 static_assert(sizeof(FieldDesc) == 32, "descriptors are read and written as verbatim images");
 
-struct CondScratch;
-struct CondScratchDeleter {
-    void operator()(CondScratch* scratch) const;
+// The character sets of the settings file (text/codepage.h), owned by the run.
+struct CharacterSets;
+
+// A table's settings: one unit, copied whole from the current table to the
+// comparison table by /CMP.
+struct TableSettings {
+    DateMode date_mode = DateMode::Asis;
+    int32_t memo_block_size = 128;  // of the memo files /MAKE: creates
+    bool ansi_text = false;
+    bool case_insensitive = false;
+    bool sort_descending = false;
+    bool list_fields = false;
+    TrimMode trim_mode = TrimMode::None;
+    bool hide_deleted = false;
+    const CharacterSets* conversion = nullptr;  // OEM/ANSI pairs; null: the built-in tables
+    const CharacterSets* folding = nullptr;     // case pairs; null: the built-in folding
 };
 
 struct RecordCache;
@@ -74,138 +100,146 @@ struct RecordCacheDeleter {
     void operator()(RecordCache* cache) const;
 };
 
-using ConvertFn = void (*)(const char* source, char* destination);
-using FoldFn = void (*)(char* text);
-using ProgressFn = void (*)();
-
-// The settings block: one unit, copied whole from the current table to the
-// comparison table by /CMP.
-struct DbfSettings {
-    int32_t date_mode = DateAsis;
-    int32_t memo_block_size = 128;
-    int32_t ansi_text = 0;
-    int32_t case_insensitive = 0;
-    int32_t sort_descending = 0;
-    int32_t list_fields = 0;
-    int32_t trim_mode = TrimNone;
-    int32_t hide_deleted = 0;
-    ConvertFn oem_to_ansi = nullptr;  // null: the built-in table
-    ConvertFn ansi_to_oem = nullptr;
-    FoldFn fold_case = nullptr;       // null: the built-in folding
-    ProgressFn sort_progress = nullptr;
+struct LocalTimeMemo;
+struct LocalTimeMemoDeleter {
+    void operator()(LocalTimeMemo* memo) const;
 };
 
-struct DbfTable : DbfSettings {
+struct DbfTable {
     DbfTable() = default;
     DbfTable(const DbfTable&) = delete;
     DbfTable& operator=(const DbfTable&) = delete;
-    ~DbfTable();  // closes the descriptors if they are still open
 
-    int fd = 0;       // 0: closed
-    int memo_fd = 0;  // open only during one memo operation
+    File file;
     uint32_t status = 0;
     std::string path;       // empty until the table knows its name
     std::string memo_path;  // set by dbf_bind_memo
     DbfHeader header{};
     std::array<FieldDesc, kMaxFields> fields{};
-
     uint16_t field_count = 0;
     int32_t first_memo_field = -1;
-    uint8_t mark_byte = 0;
     std::vector<uint8_t> record;  // kRecordBufferSize bytes once the descriptors are accepted
     std::vector<char> value;      // kValueBufferSize bytes; the one place a rendered value lives
-    std::optional<std::string> memo_text;  // memo parked for a comparison
+    TableSettings settings;
+    // printf formats of dates and date-times, by DateMode; /DATE:x puts x between the
+    // numbers. Outside the settings block: a comparison table keeps its own.
+    std::array<std::string, 4> date_format = {"%10s", "%02d.%02d.%04d", "%02d.%02d.%04d", "%04d.%02d.%02d"};
+    std::array<std::string, 4> datetime_format = {"%14s", "%02d.%02d.%04d %02d:%02d:%02d",
+                                                  "%02d.%02d.%04d %02d:%02d:%02d", "%04d.%02d.%02d %02d:%02d:%02d"};
 
-    // Physical record numbers that pass the filter, in file order. No value: no filter.
-    // The filter's count is its size.
+    // The view. Physical record numbers that pass the filter, in file order; no
+    // value: no filter. The filter's count is its size.
     std::optional<std::vector<int32_t>> filter_index;
-    std::unique_ptr<CondScratch, CondScratchDeleter> filter_scratch;
+    // Every condition given, "(old)&(new)"; only says whether a /FILTER: was given.
     std::optional<std::string> filter_text;
-
-    int32_t order_key_count = 0;
-    std::array<int32_t, kMaxKeyFields> order_keys{};
     // Filter positions in sorted order, one per visible record. No value: no order.
     std::optional<std::vector<int32_t>> order_index;
 
-    int32_t sort_key_count = 0;
-    const int32_t* sort_keys = nullptr;  // borrowed: order_keys or the list of /SORT:
-    std::vector<char> sort_key_a, sort_key_b;
-    int32_t sort_record_a = 0, sort_record_b = 0;
-
-    int32_t use_index = 1;  // 0 while a routine walks physical records
     // Read-ahead of sequential record reads, kept coherent with every write to the file.
     std::unique_ptr<RecordCache, RecordCacheDeleter> read_cache;
-    std::array<std::string, 4> date_format, datetime_format;  // by DateMode
+    // Local times of dates already judged.
+    std::unique_ptr<LocalTimeMemo, LocalTimeMemoDeleter> time_memo;
 };
 
 // ---- Table files, header and field descriptors --------------------------------
 
-void dbf_init(DbfTable& table);
+// Why a table could not be opened.
+enum class OpenFailure { None, CantOpen, InvalidHeader, InvalidFields };
+
+// Opens `path` into `table`, reads and judges header and descriptors and binds the
+// memo file; the table's settings stay as they are.
+[[nodiscard]] OpenFailure dbf_open_into(DbfTable& table, FileSystem& fs, const std::string& path);
+// The same into a new table; null on the first failure, whose kind goes to `failure`.
+std::unique_ptr<DbfTable> dbf_open(FileSystem& fs, const std::string& path, OpenFailure* failure = nullptr);
+// Closes the file and releases the buffers; filter, order and settings stay.
+void dbf_close(DbfTable& table);
+// Drops filter, order and filter text, and closes.
+void dbf_free(std::unique_ptr<DbfTable>& table);
+
+// Reads the header image; false if it is too short or names impossible lengths.
+[[nodiscard]] bool dbf_read_header(DbfTable& table);
+// Reads the descriptors, computes offsets and the record count; false if they can't describe records.
+[[nodiscard]] bool dbf_read_fields(DbfTable& table);
+// Points every date format's two delimiters at `delimiter` ('.' for NUL).
 void dbf_set_date_delimiter(DbfTable& table, char delimiter);
-// Opens read-write, else read-only. The descriptor, or 0.
-int dbf_open_file(const char* path);
-int dbf_read_header(DbfTable& table);
-int dbf_read_fields(DbfTable& table);
+// The byte a blank field of this type is filled with.
 uint8_t dbf_field_blank_byte(const DbfTable& table, int field);
 void dbf_field_blank(DbfTable& table, int field);
+// A live record of blank fields in the record buffer.
 void dbf_blank_record(DbfTable& table);
-std::string dbf_memo_file_name(const std::string& path, int kind);
+// The memo family the table's signature names.
+MemoKind dbf_memo_kind(const DbfTable& table);
+// The table's path with the memo extension of `kind`.
+std::string dbf_memo_file_name(const std::string& path, MemoKind kind);
 // Cuts a path at its last '.': `name` gets everything before it, directories
 // included, `extension` the rest from the dot on.
 void dbf_split_path(const std::string& path, std::string& name, std::string& extension);
-int dbf_bind_memo(DbfTable& table);
-const char* dbf_memo_family_name(int kind);
-// The whole opening sequence for a side table; null on the first failure.
-std::unique_ptr<DbfTable> dbf_open(const char* path);
-void dbf_close(DbfTable* table);
-// Drops filter, order and filter text, closes, and releases the table.
-void dbf_free(std::unique_ptr<DbfTable>& table);
+// Sets memo_path from the signature; the memo family.
+MemoKind dbf_bind_memo(DbfTable& table);
+// "dBase III", "FoxPro", "dBase IV", "Visual FoxPro" or "Unknown".
+const char* dbf_memo_family_name(MemoKind kind);
 
 int dbf_field_count(const DbfTable& table);
+// Visible records: the filter's count, else the file's.
 int32_t dbf_record_count(const DbfTable& table);
+// length + 256 x decimals.
 int dbf_wide_length(const FieldDesc& field);
+// Bytes the field takes in a record: the wide length for C, the length byte otherwise.
 int dbf_field_width(const DbfTable& table, int field);
-int dbf_field_is_numeric(const DbfTable& table, int field);
-int dbf_field_is_memo(const DbfTable& table, int field);
+bool dbf_field_is_numeric(const DbfTable& table, int field);
+bool dbf_field_is_memo(const DbfTable& table, int field);
 // The field's name, bounded by the 11 bytes of the descriptor.
 std::string dbf_field_name(const DbfTable& table, int field);
+// Index of the field of that name in any case, or -1.
 int dbf_find_field(const DbfTable& table, const char* name);
-// Fills up to 20 indexes. 0 for success, 1 if not even the first name was found.
-int dbf_parse_field_list(const DbfTable& table, const char* text, int32_t& count,
-                         std::array<int32_t, kMaxKeyFields>& indexes);
+// Fields named in a list separated by ';' or ',', up to the first unknown name and
+// at most kMaxKeyFields; empty if not even the first name is known.
+std::vector<int32_t> dbf_parse_field_list(const DbfTable& table, const char* text);
 // `bytes` bytes at the field's place in the record buffer, or null if they would
 // reach past it. Every field access goes through this.
 uint8_t* dbf_field_ptr(DbfTable& table, int field, int bytes);
 const uint8_t* dbf_field_ptr(const DbfTable& table, int field, int bytes);
 
 // ---- Record access ------------------------------------------------------------
-// Positions are visible positions: through order_index, then filter_index, to a
-// physical record number, unless use_index is 0.
 
+// Filter position of a visible position, or -1.
 int32_t dbf_order_lookup(const DbfTable& table, int32_t position);
+// Physical number of a filter position, or -1.
 int32_t dbf_filter_lookup(const DbfTable& table, int32_t position);
 // File offset of a visible record or of a physical one; -1 if it can't be had.
 int64_t dbf_seek_record(const DbfTable& table, int32_t position);
 int64_t dbf_seek_physical(const DbfTable& table, int64_t number);
-int dbf_read_record(DbfTable& table, int32_t position);
-int dbf_write_record(DbfTable& table, int32_t position);
-int dbf_write_physical(DbfTable& table, int32_t number);
-int dbf_read_mark(DbfTable& table, int32_t position);
-int dbf_write_mark(DbfTable& table, int32_t position);
-void dbf_delete_record(DbfTable& table, int32_t position);
-void dbf_recall_record(DbfTable& table, int32_t position);
-int dbf_append_record(DbfTable& table, int blank_first);
+// Reads a visible record into the record buffer; false if it isn't all there.
+[[nodiscard]] bool dbf_read_record(DbfTable& table, int32_t position);
+// Reads a physical record into the record buffer; false if it isn't all there.
+[[nodiscard]] bool dbf_read_physical(DbfTable& table, int32_t number);
+// Writes the record buffer over a visible record; false if not all of it was written.
+[[nodiscard]] bool dbf_write_record(DbfTable& table, int32_t position);
+// Writes the record buffer over a physical record; false if not all of it was written.
+[[nodiscard]] bool dbf_write_physical(DbfTable& table, int32_t number);
+// Sets the deletion mark of a visible record; false if it could not be read or written.
+bool dbf_delete_record(DbfTable& table, int32_t position);
+// Clears the deletion mark of a visible record; false if it could not be read or written.
+bool dbf_recall_record(DbfTable& table, int32_t position);
+// Appends the record buffer (blanked first if asked) and counts it in the header;
+// false, with the file as before, if either write fails.
+[[nodiscard]] bool dbf_append_record(DbfTable& table, bool blank_first);
 // Years since 1900 as the header's year byte: lowered by 100 while above 255.
 uint8_t dbf_header_year(int years_since_1900);
 // Stamps today's date, writes the header and the end mark behind the last record.
-int dbf_write_header(DbfTable& table);
+[[nodiscard]] bool dbf_write_header(DbfTable& table);
 
 // ---- Reading field values -----------------------------------------------------
 // Rendering overwrites the value buffer and returns it.
 
-char* dbf_field_text(DbfTable& table, int field);
+// The field as text: numbers formatted, dates in the table's date mode (or as
+// stored digits for a key), memos as "Full memo"/"Empty memo".
+char* dbf_field_text(DbfTable& table, int field, Rendering how = Rendering::Display);
+// The field's bytes, trimmed by the table's trim mode.
 char* dbf_field_raw_text(DbfTable& table, int field);
+// The value of a numeric field; 0 for other types.
 double dbf_field_number(DbfTable& table, int field);
+// The calendar fields of a D or T field, not normalised.
 std::tm dbf_field_date(DbfTable& table, int field);
 // mktime of the field's date; -1 for a date outside the signed 32-bit time_t range.
 int64_t dbf_field_time(DbfTable& table, int field);
@@ -214,28 +248,36 @@ double dbf_field_atof(const DbfTable& table, int field);
 int32_t dbf_field_int(const DbfTable& table, int field);
 double dbf_field_double(const DbfTable& table, int field);
 double dbf_field_currency(const DbfTable& table, int field);
-char* dbf_trim_value(DbfTable& table, int mode);
+// Trims the value buffer in place.
+char* dbf_trim_value(DbfTable& table, TrimMode mode);
+// Width of the field's column in a listing.
 int dbf_display_width(const DbfTable& table, int field);
+// "Character", "Numeric", ... "Unknown".
 const char* dbf_type_name(const DbfTable& table, int field);
 bool is_leap_year(int year);
 
 // ---- Writing field values -----------------------------------------------------
 // Stores go to the record buffer only (memo text goes to the memo file at once).
-// What does not fit is not stored.
+// What does not fit is not stored: the field keeps what it held, and the store
+// says false.
 
-void dbf_field_set(DbfTable& table, int field, const char* text, double number);
-void dbf_store_text(DbfTable& table, int field, const char* text);
-void dbf_store_integer(DbfTable& table, int field, int32_t value);
-void dbf_store_number(DbfTable& table, int field, double number);
-void dbf_store_int(DbfTable& table, int field, int32_t value);
-void dbf_store_double(DbfTable& table, int field, double number);
-void dbf_store_currency(DbfTable& table, int field, double number);
-void dbf_store_logical(DbfTable& table, int field, char letter);
-int dbf_store_memo(DbfTable& table, int field, const char* text);
-void dbf_store_date_text(DbfTable& table, int field, const char* text);
-void dbf_store_datetime_text(DbfTable& table, int field, const char* text);
-void dbf_store_datetime(DbfTable& table, int field, int year, int month, int day,
-                        int hour, int minute, int second);
+// Stores by the field's type: `number` for numeric fields, `text` for the rest.
+[[nodiscard]] bool dbf_field_set(DbfTable& table, int field, const char* text, double number);
+bool dbf_store_text(DbfTable& table, int field, const char* text);
+bool dbf_store_integer(DbfTable& table, int field, int32_t value);
+bool dbf_store_number(DbfTable& table, int field, double number);
+bool dbf_store_int(DbfTable& table, int field, int32_t value);
+bool dbf_store_double(DbfTable& table, int field, double number);
+bool dbf_store_currency(DbfTable& table, int field, double number);
+bool dbf_store_logical(DbfTable& table, int field, char letter);
+// Appends the text to the memo file and stores its block number.
+bool dbf_store_memo(DbfTable& table, int field, const char* text);
+// A date typed in the table's date mode.
+bool dbf_store_date_text(DbfTable& table, int field, const char* text);
+// A date-time typed in the table's date mode.
+bool dbf_store_datetime_text(DbfTable& table, int field, const char* text);
+bool dbf_store_datetime(DbfTable& table, int field, int year, int month, int day, int hour, int minute,
+                        int second);
 
 // ---- Memo files -----------------------------------------------------------------
 // The memo file is opened for one operation and closed again.
@@ -248,17 +290,22 @@ std::optional<std::string> dbf_memo_read_bytes(DbfTable& table, int field);
 int32_t dbf_memo_write(DbfTable& table, const char* text);
 // The same for bytes that may hold NULs.
 int32_t dbf_memo_write_bytes(DbfTable& table, const std::string& bytes);
+// The memo file's block size; 0 if it can't be opened or the family is unknown.
 int32_t dbf_memo_block_size(DbfTable& table);
-// Creates an empty memo file for the table at `path`. 1 if the whole header was written.
-int dbf_create_memo(const std::string& path, int kind, int block_size);
+// Creates an empty memo file for the table at `path`. True if the whole header was written.
+bool dbf_create_memo(FileSystem& fs, const std::string& path, MemoKind kind, int block_size);
 
 // ---- Table creation and reorganisation -----------------------------------------
 
-// New files get mode 0644, masked by the umask.
-int dbf_create(const std::string& path, FieldDesc* fields, int count, int kind,
-               int block_size, int make_memo);
+// Creates (or empties) a table at `path` with these fields, brought to the widths
+// the family stores; the memo file too if asked and a field needs one. New files
+// get mode 0644, masked by the umask. True if the whole table was written.
+[[nodiscard]] bool dbf_create(FileSystem& fs, const std::string& path, FieldDesc* fields, int count, MemoKind kind,
+                              int block_size, bool make_memo);
+// A descriptor with this name, type and wide length, the rest zero.
 void dbf_fill_field(FieldDesc& desc, const char* name, char type, uint16_t wide);
-int dbf_truncate(DbfTable& table, int32_t count);
-int dbf_zap(DbfTable& table);
-// mode 0: records and memo, 1: records only, 2: memo only.
-int dbf_pack(DbfTable& table, int mode);
+// Cuts the table to `count` records or extends it with records of zero bytes.
+[[nodiscard]] bool dbf_truncate(DbfTable& table, int32_t count);
+[[nodiscard]] bool dbf_zap(DbfTable& table);
+// Closes the gaps of deleted records, rebuilds the memo file, or both.
+[[nodiscard]] bool dbf_pack(DbfTable& table, PackMode mode);

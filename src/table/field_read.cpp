@@ -102,7 +102,7 @@ std::tm date_from_day_number(int32_t day_number, int32_t milliseconds) {
 // result for the same fields under the same zone. Results are kept by the fields,
 // packed into one number, in a table indexed by a hash of it, and forgotten when
 // TZ changes. Fields outside the ranges that pack go to mktime every time.
-struct LocalTimeMemo {
+struct MemoSlot {
     uint64_t key = 0;  // 0: empty
     time_t time = 0;
 };
@@ -118,51 +118,66 @@ uint64_t pack_date_fields(const std::tm& tm) {
     return key | uint64_t{1} << 63;
 }
 
-time_t local_time_of(std::tm tm) {
-    static std::vector<LocalTimeMemo> memo;
-    static std::string zone;
-    static bool zone_set = false;
+}  // namespace
+
+struct LocalTimeMemo {
+    std::vector<MemoSlot> slots;
+    std::string zone;
+    bool zone_set = false;
+};
+
+void LocalTimeMemoDeleter::operator()(LocalTimeMemo* memo) const { delete memo; }
+
+namespace {
+
+time_t local_time_of(DbfTable& table, std::tm tm) {
+    if (!table.time_memo) table.time_memo.reset(new LocalTimeMemo);
+    LocalTimeMemo& memo = *table.time_memo;
     const char* tz = std::getenv("TZ");
-    if (zone_set != (tz != nullptr) || (tz != nullptr && zone != tz)) {
-        memo.clear();
-        zone_set = tz != nullptr;
-        zone = tz != nullptr ? tz : "";
+    if (memo.zone_set != (tz != nullptr) || (tz != nullptr && memo.zone != tz)) {
+        memo.slots.clear();
+        memo.zone_set = tz != nullptr;
+        memo.zone = tz != nullptr ? tz : "";
     }
     uint64_t key = pack_date_fields(tm);
     if (key == 0) return std::mktime(&tm);
-    if (memo.empty()) memo.resize(size_t{1} << 16);
-    LocalTimeMemo& slot = memo[(key * 0x9E3779B97F4A7C15u) >> 48];
+    if (memo.slots.empty()) memo.slots.resize(size_t{1} << 16);
+    MemoSlot& slot = memo.slots[(key * 0x9E3779B97F4A7C15u) >> 48];
     if (slot.key == key) return slot.time;
     time_t time = std::mktime(&tm);
-    slot = LocalTimeMemo{key, time};
+    slot = MemoSlot{key, time};
     return time;
 }
 
 bool is_day_number_layout(const FieldDesc& desc) { return desc.type == 'T' && dbf_wide_length(desc) == 8; }
 
-char* render_date(DbfTable& table, int field) {
+char* render_date(DbfTable& table, int field, Rendering how) {
     char* value = value_buffer(table);
     bool datetime = table.fields[field].type == 'T';
+    const DateMode mode = table.settings.date_mode;
     if (dbf_field_time(table, field) == -1) {
-        int blanks = datetime ? 19 : (table.date_mode > 0 ? 10 : 8);
+        // A key shows a blank date as wide as a rendered one.
+        int blanks = datetime ? 19 : (mode != DateMode::Asis || how == Rendering::Key ? 10 : 8);
         std::memset(value, ' ', static_cast<size_t>(blanks));
         value[blanks] = '\0';
         return value;
     }
     std::tm tm = dbf_field_date(table, field);
     int day = tm.tm_mday, month = tm.tm_mon + 1, year = tm.tm_year + 1900;
-    int first, second, third;
-    switch (table.date_mode) {
-        case DateDmy: first = day; second = month; third = year; break;
-        case DateMdy: first = month; second = day; third = year; break;
-        case DateYmd: first = year; second = month; third = day; break;
-        default: return dbf_field_raw_text(table, field);  // asis, and the sort-key modes 4 to 7
+    if (how == Rendering::Key) return dbf_field_raw_text(table, field);
+    int first = 0, second = 0, third = 0;
+    switch (mode) {
+        case DateMode::Dmy: first = day; second = month; third = year; break;
+        case DateMode::Mdy: first = month; second = day; third = year; break;
+        case DateMode::Ymd: first = year; second = month; third = day; break;
+        case DateMode::Asis: return dbf_field_raw_text(table, field);
     }
+    const size_t index = static_cast<size_t>(mode);
     if (datetime) {
-        std::snprintf(value, table.value.size(), table.datetime_format[table.date_mode].c_str(), first, second,
+        std::snprintf(value, table.value.size(), table.datetime_format[index].c_str(), first, second,
                       third, tm.tm_hour, tm.tm_min, tm.tm_sec);
     } else {
-        std::snprintf(value, table.value.size(), table.date_format[table.date_mode].c_str(), first, second, third);
+        std::snprintf(value, table.value.size(), table.date_format[index].c_str(), first, second, third);
     }
     return value;
 }
@@ -212,13 +227,13 @@ double dbf_field_currency(const DbfTable& table, int field) {
     return static_cast<double>(value) / 10000.0;
 }
 
-char* dbf_trim_value(DbfTable& table, int mode) {
+char* dbf_trim_value(DbfTable& table, TrimMode mode) {
     char* value = value_buffer(table);
-    if (mode == TrimRight || mode == TrimAll) {
+    if (mode == TrimMode::Right || mode == TrimMode::All) {
         size_t length = std::strlen(value);
         while (length > 0 && value[length - 1] == ' ') value[--length] = '\0';
     }
-    if (mode == TrimLeft || mode == TrimAll) {
+    if (mode == TrimMode::Left || mode == TrimMode::All) {
         size_t blanks = 0;
         while (value[blanks] == ' ') ++blanks;
         if (blanks > 0) {
@@ -243,10 +258,10 @@ char* dbf_field_raw_text(DbfTable& table, int field) {
         std::memcpy(value, bytes, static_cast<size_t>(length));
     }
     value[length] = '\0';
-    return dbf_trim_value(table, table.trim_mode);
+    return dbf_trim_value(table, table.settings.trim_mode);
 }
 
-char* dbf_field_text(DbfTable& table, int field) {
+char* dbf_field_text(DbfTable& table, int field, Rendering how) {
     const FieldDesc& desc = table.fields[field];
     char* value = value_buffer(table);
     size_t size = table.value.size();
@@ -255,7 +270,7 @@ char* dbf_field_text(DbfTable& table, int field) {
         case 'C': case 'L':
             return dbf_field_raw_text(table, field);
         case 'D': case 'T':
-            return render_date(table, field);
+            return render_date(table, field, how);
         case 'N': case 'F': {
             // Stored digits that print back as themselves skip atof and printf.
             char digits[256];
@@ -331,7 +346,7 @@ std::tm dbf_field_date(DbfTable& table, int field) {
 int64_t dbf_field_time(DbfTable& table, int field) {
     std::tm tm = dbf_field_date(table, field);
     tm.tm_isdst = 0;
-    time_t time = local_time_of(tm);
+    time_t time = local_time_of(table, tm);
     // Dates are shown only where a signed 32-bit time_t can hold them (December 1901
     // to January 2038), whatever the width of this platform's time_t.
     if (time == static_cast<time_t>(-1) || time < INT32_MIN || time > INT32_MAX) return -1;
@@ -342,8 +357,8 @@ int dbf_display_width(const DbfTable& table, int field) {
     const FieldDesc& desc = table.fields[field];
     switch (desc.type) {
         case 'B': return dbf_wide_length(desc) == 10 ? 10 : 20;
-        case 'D': return table.date_mode <= 0 ? dbf_field_width(table, field) : 10;
-        case 'T': return table.date_mode <= 0 ? dbf_field_width(table, field) : 19;
+        case 'D': return table.settings.date_mode == DateMode::Asis ? dbf_field_width(table, field) : 10;
+        case 'T': return table.settings.date_mode == DateMode::Asis ? dbf_field_width(table, field) : 19;
         case 'G': case 'I': case 'M': return 10;
         case 'Y': return 24;
         default: return dbf_field_width(table, field);

@@ -6,8 +6,8 @@
 // 1/10000, B an IEEE double, D the digits YYYYMMDD, T either the digits
 // YYYYMMDDHHMMSS or, in 8 bytes, a day number and the milliseconds since midnight.
 //
-// A store never reports: what does not fit its field is not stored, and the field
-// keeps what it held. Nothing reaches the file here except memo text.
+// What does not fit its field is not stored: the field keeps what it held and the
+// store says false. Nothing reaches the file here except memo text.
 #include <algorithm>
 #include <cctype>
 #include <cmath>
@@ -37,11 +37,21 @@ uint8_t* binary_bytes(DbfTable& table, int field, int bytes) {
 }
 
 // Copies a printed value of exactly the field's length into the field.
-void store_printed(DbfTable& table, int field, const char* printed, int printed_length) {
+bool store_printed(DbfTable& table, int field, const char* printed, int printed_length) {
     int length = table.fields[field].length;
-    if (printed_length < 0 || printed_length > length) return;
-    if (uint8_t* bytes = dbf_field_ptr(table, field, length))
-        std::memcpy(bytes, printed, static_cast<size_t>(length));
+    if (printed_length < 0 || printed_length > length) return false;
+    uint8_t* bytes = dbf_field_ptr(table, field, length);
+    if (bytes == nullptr) return false;
+    std::memcpy(bytes, printed, static_cast<size_t>(length));
+    return true;
+}
+
+// Copies `count` bytes into a binary field of at least that width.
+bool store_binary(DbfTable& table, int field, const void* value, int count) {
+    uint8_t* bytes = binary_bytes(table, field, count);
+    if (bytes == nullptr) return false;
+    std::memcpy(bytes, value, static_cast<size_t>(count));
+    return true;
 }
 
 // Days from 1 January of the year 0 to 1 January of `year`; none for a year below 1.
@@ -61,98 +71,96 @@ int atoi_column(const char* text, size_t length, size_t column, size_t width) {
 
 }  // namespace
 
-void dbf_field_set(DbfTable& table, int field, const char* text, double number) {
-    if (!is_field(table, field)) return;
+bool dbf_field_set(DbfTable& table, int field, const char* text, double number) {
+    if (!is_field(table, field)) return false;
     if (text == nullptr) text = "";
     switch (table.fields[field].type) {
-        case 'B': dbf_store_double(table, field, number); break;
-        case 'C': dbf_store_text(table, field, text); break;
-        case 'D': dbf_store_date_text(table, field, text); break;
-        case 'F': case 'N': dbf_store_number(table, field, number); break;
+        case 'B': return dbf_store_double(table, field, number);
+        case 'C': return dbf_store_text(table, field, text);
+        case 'D': return dbf_store_date_text(table, field, text);
+        case 'F': case 'N': return dbf_store_number(table, field, number);
         case 'I': {
             double whole = std::trunc(number);
             // NaN and values beyond 32 bits have no stored form.
-            if (whole >= INT32_MIN && whole <= INT32_MAX) dbf_store_int(table, field, static_cast<int32_t>(whole));
-            break;
+            if (!(whole >= INT32_MIN && whole <= INT32_MAX)) return false;
+            return dbf_store_int(table, field, static_cast<int32_t>(whole));
         }
-        case 'L': dbf_store_logical(table, field, text[0]); break;
-        case 'M': dbf_store_memo(table, field, text); break;
-        case 'T': dbf_store_datetime_text(table, field, text); break;
-        case 'Y': dbf_store_currency(table, field, number); break;
-        default: break;  // G among them: an OLE object is not made from text
+        case 'L': return dbf_store_logical(table, field, text[0]);
+        case 'M': return dbf_store_memo(table, field, text);
+        case 'T': return dbf_store_datetime_text(table, field, text);
+        case 'Y': return dbf_store_currency(table, field, number);
+        default: return false;  // G among them: an OLE object is not made from text
     }
 }
 
-void dbf_store_text(DbfTable& table, int field, const char* text) {
-    if (!is_field(table, field) || text == nullptr) return;
+bool dbf_store_text(DbfTable& table, int field, const char* text) {
+    if (!is_field(table, field) || text == nullptr) return false;
     size_t length = std::strlen(text);
     size_t wide = static_cast<size_t>(dbf_wide_length(table.fields[field]));
     size_t count = length < wide ? length : wide;
-    if (uint8_t* bytes = dbf_field_ptr(table, field, static_cast<int>(count)))
-        std::memcpy(bytes, text, count);
+    uint8_t* bytes = dbf_field_ptr(table, field, static_cast<int>(count));
+    if (bytes == nullptr) return false;
+    std::memcpy(bytes, text, count);
+    return true;
 }
 
-void dbf_store_integer(DbfTable& table, int field, int32_t value) {
-    if (!is_field(table, field)) return;
+bool dbf_store_integer(DbfTable& table, int field, int32_t value) {
+    if (!is_field(table, field)) return false;
     char printed[kPrintBuffer];
     int n = std::snprintf(printed, sizeof printed, "%*d", table.fields[field].length, value);
-    store_printed(table, field, printed, n);
+    return store_printed(table, field, printed, n);
 }
 
-void dbf_store_number(DbfTable& table, int field, double number) {
-    if (!is_field(table, field)) return;
+bool dbf_store_number(DbfTable& table, int field, double number) {
+    if (!is_field(table, field)) return false;
     const FieldDesc& desc = table.fields[field];
     if (desc.decimals == 0) {
         double whole = std::trunc(number);
-        if (whole >= INT32_MIN && whole <= INT32_MAX) dbf_store_integer(table, field, static_cast<int32_t>(whole));
-        return;
+        if (!(whole >= INT32_MIN && whole <= INT32_MAX)) return false;
+        return dbf_store_integer(table, field, static_cast<int32_t>(whole));
     }
-    if (!std::isfinite(number)) return;
+    if (!std::isfinite(number)) return false;
     char printed[kPrintBuffer];
     int n = std::snprintf(printed, sizeof printed, "%*.*f", desc.length, desc.decimals, number);
-    if (n < 0 || static_cast<size_t>(n) >= sizeof printed) return;
+    if (n < 0 || static_cast<size_t>(n) >= sizeof printed) return false;
     const char* point = std::strchr(printed, '.');
-    if (point == nullptr || point - printed > desc.length - desc.decimals - 1) return;
-    store_printed(table, field, printed, n);
+    if (point == nullptr || point - printed > desc.length - desc.decimals - 1) return false;
+    return store_printed(table, field, printed, n);
 }
 
-void dbf_store_int(DbfTable& table, int field, int32_t value) {
-    if (uint8_t* bytes = binary_bytes(table, field, 4)) std::memcpy(bytes, &value, 4);
-}
+bool dbf_store_int(DbfTable& table, int field, int32_t value) { return store_binary(table, field, &value, 4); }
 
-void dbf_store_double(DbfTable& table, int field, double number) {
-    if (uint8_t* bytes = binary_bytes(table, field, 8)) std::memcpy(bytes, &number, 8);
-}
+bool dbf_store_double(DbfTable& table, int field, double number) { return store_binary(table, field, &number, 8); }
 
-void dbf_store_currency(DbfTable& table, int field, double number) {
+bool dbf_store_currency(DbfTable& table, int field, double number) {
     // Truncation, not rounding, decides the last digit. NaN and values beyond
     // 64 bits have no stored form.
     double units = std::trunc(number * 10000.0);
-    if (!(units >= -9223372036854775808.0 && units < 9223372036854775808.0)) return;
+    if (!(units >= -9223372036854775808.0 && units < 9223372036854775808.0)) return false;
     int64_t value = static_cast<int64_t>(units);
-    if (uint8_t* bytes = binary_bytes(table, field, 8)) std::memcpy(bytes, &value, 8);
+    return store_binary(table, field, &value, 8);
 }
 
-void dbf_store_logical(DbfTable& table, int field, char letter) {
-    if (!is_field(table, field)) return;
+bool dbf_store_logical(DbfTable& table, int field, char letter) {
+    if (!is_field(table, field)) return false;
     int upper = std::toupper(static_cast<unsigned char>(letter));
     uint8_t stored = (upper == 'Y' || upper == 'N' || upper == 'F' || upper == 'T') ? static_cast<uint8_t>(upper)
                                                                                      : ' ';
-    if (uint8_t* bytes = dbf_field_ptr(table, field, 1)) *bytes = stored;
+    uint8_t* bytes = dbf_field_ptr(table, field, 1);
+    if (bytes == nullptr) return false;
+    *bytes = stored;
+    return true;
 }
 
-int dbf_store_memo(DbfTable& table, int field, const char* text) {
-    if (!is_field(table, field)) return 0;
+bool dbf_store_memo(DbfTable& table, int field, const char* text) {
+    if (!is_field(table, field)) return false;
     int32_t block = dbf_memo_write(table, text);
-    if (block == 0) return 0;
-    if (dbf_wide_length(table.fields[field]) == 4)
-        dbf_store_int(table, field, block);
-    else
-        dbf_store_integer(table, field, block);
-    return 1;
+    if (block == 0) return false;
+    if (dbf_wide_length(table.fields[field]) == 4) return dbf_store_int(table, field, block);
+    return dbf_store_integer(table, field, block);
 }
 
-void dbf_store_date_text(DbfTable& table, int field, const char* text) {
+bool dbf_store_date_text(DbfTable& table, int field, const char* text) {
     if (text == nullptr) text = "";
     // Only the first 10 characters count, and in asis mode only the 8 digits.
     char work[21];
@@ -161,23 +169,22 @@ void dbf_store_date_text(DbfTable& table, int field, const char* text) {
     size_t length = strnlen(text, 10);
     std::memcpy(work, text, length);
     std::memset(work + length, 0, 10 - length);
-    work[table.date_mode == DateAsis ? 8 : 10] = '\0';
-    dbf_store_datetime_text(table, field, work);
+    work[table.settings.date_mode == DateMode::Asis ? 8 : 10] = '\0';
+    return dbf_store_datetime_text(table, field, work);
 }
 
-void dbf_store_datetime_text(DbfTable& table, int field, const char* text) {
-    if (!is_field(table, field)) return;
+bool dbf_store_datetime_text(DbfTable& table, int field, const char* text) {
+    if (!is_field(table, field)) return false;
     if (text == nullptr) text = "";
-    // Columns of year, month, day, hour, minute and second; the delimiters between
-    // them are never looked at.
-    static const size_t kColumns[4][6] = {
+    // Columns of year, month, day, hour, minute and second, by DateMode; the
+    // delimiters between them are never looked at.
+    static constexpr size_t kColumns[4][6] = {
         {0, 4, 6, 8, 10, 12},    // asis: the stored digits
         {6, 3, 0, 11, 14, 17},   // dmy
         {6, 0, 3, 11, 14, 17},   // mdy
         {0, 5, 8, 11, 14, 17},   // ymd
     };
-    int mode = (table.date_mode >= DateDmy && table.date_mode <= DateYmd) ? table.date_mode : DateAsis;
-    const size_t* column = kColumns[mode];
+    const size_t* column = kColumns[static_cast<size_t>(table.settings.date_mode)];
     size_t length = std::strlen(text);
     int year = atoi_column(text, length, column[0], 4);
     int month = atoi_column(text, length, column[1], 2);
@@ -190,31 +197,30 @@ void dbf_store_datetime_text(DbfTable& table, int field, const char* text) {
     }
     if (month == 0 || day == 0) {
         dbf_field_blank(table, field);
-        return;
+        return true;
     }
-    dbf_store_datetime(table, field, year, month, day, hour, minute, second);
+    return dbf_store_datetime(table, field, year, month, day, hour, minute, second);
 }
 
-void dbf_store_datetime(DbfTable& table, int field, int year, int month, int day,
-                        int hour, int minute, int second) {
-    if (!is_field(table, field)) return;
+bool dbf_store_datetime(DbfTable& table, int field, int year, int month, int day, int hour, int minute,
+                        int second) {
+    if (!is_field(table, field)) return false;
     const FieldDesc& desc = table.fields[field];
     if (desc.type == 'T' && dbf_wide_length(desc) == 8) {
         // The month indexes the month lengths: outside 1..12 there is no day number.
-        if (month < 1 || month > 12) return;
+        if (month < 1 || month > 12) return false;
         int64_t milliseconds = (static_cast<int64_t>(second) + 60LL * minute + 3600LL * hour) * 1000;
         int64_t days = day;
         for (int m = 0; m < month - 1; ++m) days += kMonthDays[m] + (m == 1 && is_leap_year(year) ? 1 : 0);
         days += days_before_year(year) + kDayNumberBase;
-        if (days < INT32_MIN || days > INT32_MAX || milliseconds < INT32_MIN || milliseconds > INT32_MAX) return;
-        uint8_t* bytes = binary_bytes(table, field, 8);
-        if (bytes == nullptr) return;
+        if (days < INT32_MIN || days > INT32_MAX || milliseconds < INT32_MIN || milliseconds > INT32_MAX)
+            return false;
         int32_t stored[2] = {static_cast<int32_t>(days), static_cast<int32_t>(milliseconds)};
-        std::memcpy(bytes, stored, 8);
-        return;
+        return store_binary(table, field, stored, 8);
     }
     char printed[80];
     int n = std::snprintf(printed, sizeof printed, "%04d%02d%02d%02d%02d%02d", year, month, day, hour, minute,
                           second);
-    if ((desc.type == 'D' || desc.type == 'T') && n == 14) dbf_store_text(table, field, printed);
+    if ((desc.type != 'D' && desc.type != 'T') || n != 14) return false;
+    return dbf_store_text(table, field, printed);
 }

@@ -15,14 +15,12 @@
 //     read as text) and the length of the text alone.
 //
 // Tables 0xE5 name an .smt file whose layout is not known; their memos are neither
-// read nor written. The memo file is never kept open: each operation opens it into
-// memo_fd and closes it before it returns.
+// read nor written. The memo file is never kept open: each operation opens it and
+// closes it before it returns.
 #include <algorithm>
 #include <cstring>
-#include <unistd.h>
 
 #include "table/dbf.h"
-#include "table/file_io.h"
 
 namespace {
 
@@ -30,14 +28,14 @@ constexpr int64_t kDbase3BlockSize = 512;
 constexpr int64_t kDbase3ReadLimit = 65535;
 constexpr uint32_t kDbase4BlockMark = 0x0008FFFF;  // FF FF 08 00 on disk
 
-enum Layout { LayoutNone, LayoutDbase3, LayoutDbase4, LayoutFoxPro };
+enum class Layout { None, Dbase3, Dbase4, FoxPro };
 
 Layout layout_of(const DbfTable& table) {
     switch (table.header.signature) {
-        case 0x03: case 0x83: return LayoutDbase3;
-        case 0x04: case 0x8B: return LayoutDbase4;
-        case 0x30: case 0xF5: return LayoutFoxPro;
-        default: return LayoutNone;
+        case 0x03: case 0x83: return Layout::Dbase3;
+        case 0x04: case 0x8B: return Layout::Dbase4;
+        case 0x30: case 0xF5: return Layout::FoxPro;
+        default: return Layout::None;
     }
 }
 
@@ -73,17 +71,9 @@ void put_be16(uint8_t* bytes, uint16_t value) {
     bytes[1] = static_cast<uint8_t>(value);
 }
 
-bool read_exactly(int fd, void* buffer, size_t count, int64_t offset) {
-    return file_read_at(fd, buffer, count, offset) == static_cast<int64_t>(count);
-}
-
-bool write_exactly(int fd, const void* buffer, size_t count, int64_t offset) {
-    return file_write_at(fd, buffer, count, offset) == static_cast<int64_t>(count);
-}
-
 // Bytes the file holds from `offset` on; 0 past its end or if its size can't be had.
-int64_t bytes_from(int fd, int64_t offset) {
-    int64_t size = file_size(fd);
+int64_t bytes_from(const File& file, int64_t offset) {
+    int64_t size = file.size();
     return size > offset ? size - offset : 0;
 }
 
@@ -101,12 +91,12 @@ std::string first_bytes(const std::vector<char>& bytes, size_t count) {
     return std::string(bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(count));
 }
 
-std::optional<std::string> read_dbase3(int fd, int64_t block) {
+std::optional<std::string> read_dbase3(const File& file, int64_t block) {
     int64_t offset = block * kDbase3BlockSize;
     // A block past the end of the file reads as an empty text.
-    int64_t wanted = std::min(kDbase3ReadLimit, bytes_from(fd, offset));
+    int64_t wanted = std::min(kDbase3ReadLimit, bytes_from(file, offset));
     std::vector<char> bytes(static_cast<size_t>(wanted));
-    int64_t got = wanted > 0 ? file_read_at(fd, bytes.data(), bytes.size(), offset) : 0;
+    int64_t got = wanted > 0 ? file.read_at(bytes.data(), bytes.size(), offset) : 0;
     auto end = bytes.begin() + (got > 0 ? got : 0);
     return first_bytes(bytes, static_cast<size_t>(std::find(bytes.begin(), end, '\x1A') - bytes.begin()));
 }
@@ -114,40 +104,40 @@ std::optional<std::string> read_dbase3(int fd, int64_t block) {
 // Reads `length` text bytes behind the 8-byte block head at `offset`. A length
 // larger than the whole file is damage and gives no text; one that only runs past
 // the end gives what is there.
-std::optional<std::string> read_text_after_head(int fd, int64_t offset, uint32_t length) {
-    int64_t size = file_size(fd);
+std::optional<std::string> read_text_after_head(const File& file, int64_t offset, uint32_t length) {
+    int64_t size = file.size();
     if (size < 0 || static_cast<int64_t>(length) > size) return std::nullopt;
-    int64_t wanted = std::min<int64_t>(length, bytes_from(fd, offset + 8));
+    int64_t wanted = std::min<int64_t>(length, bytes_from(file, offset + 8));
     std::vector<char> bytes(static_cast<size_t>(wanted));
-    int64_t got = wanted > 0 ? file_read_at(fd, bytes.data(), bytes.size(), offset + 8) : 0;
+    int64_t got = wanted > 0 ? file.read_at(bytes.data(), bytes.size(), offset + 8) : 0;
     return first_bytes(bytes, got > 0 ? static_cast<size_t>(got) : 0);
 }
 
-std::optional<std::string> read_dbase4(int fd, int64_t block) {
+std::optional<std::string> read_dbase4(const File& file, int64_t block) {
     uint8_t header[24];
-    if (!read_exactly(fd, header, sizeof header, 0)) return std::nullopt;
+    if (!file.read_exactly(header, sizeof header, 0)) return std::nullopt;
     int64_t block_size = get_le16(header + 20);
     if (block_size == 0) return std::nullopt;
     int64_t offset = block * block_size;
     uint8_t head[8];
-    if (!read_exactly(fd, head, sizeof head, offset)) return std::nullopt;
+    if (!file.read_exactly(head, sizeof head, offset)) return std::nullopt;
     if (get_le32(head) != kDbase4BlockMark) return std::nullopt;
     uint32_t size = get_le32(head + 4);
     if (size < 8) return std::nullopt;
-    return read_text_after_head(fd, offset, size - 8);
+    return read_text_after_head(file, offset, size - 8);
 }
 
-std::optional<std::string> read_foxpro(int fd, int64_t block) {
+std::optional<std::string> read_foxpro(const File& file, int64_t block) {
     uint8_t header[8];
-    if (!read_exactly(fd, header, sizeof header, 0)) return std::nullopt;
+    if (!file.read_exactly(header, sizeof header, 0)) return std::nullopt;
     int64_t block_size = get_be16(header + 6);
     if (block_size == 0) return std::nullopt;
     int64_t offset = block * block_size;
     uint8_t head[8];
-    if (!read_exactly(fd, head, sizeof head, offset)) return std::nullopt;
+    if (!file.read_exactly(head, sizeof head, offset)) return std::nullopt;
     uint32_t type = get_be32(head);
     if (type != 1 && type != 2) return std::nullopt;
-    return read_text_after_head(fd, offset, get_be32(head + 4));
+    return read_text_after_head(file, offset, get_be32(head + 4));
 }
 
 int64_t blocks_for(int64_t bytes, int64_t block_size) { return (bytes + block_size - 1) / block_size; }
@@ -159,25 +149,25 @@ bool append_fits(int64_t next, int64_t blocks) {
     return next > 0 && next <= INT32_MAX && next + blocks <= 0xFFFFFFFF;
 }
 
-int32_t append_dbase3(int fd, const char* text, size_t length) {
+int32_t append_dbase3(File& file, const char* text, size_t length) {
     uint8_t header[4];
     // A file too short to name its next free block is not written to.
-    if (!read_exactly(fd, header, sizeof header, 0)) return 0;
+    if (!file.read_exactly(header, sizeof header, 0)) return 0;
     int64_t next = get_le32(header);
     int64_t stored = static_cast<int64_t>(length) + 1;  // the text and one 0x1A
     int64_t blocks = blocks_for(stored, kDbase3BlockSize);
     if (!append_fits(next, blocks)) return 0;
     std::vector<uint8_t> bytes(text, text + length);
     bytes.push_back(0x1A);
-    if (!write_exactly(fd, bytes.data(), bytes.size(), next * kDbase3BlockSize)) return 0;
+    if (!file.write_all(bytes.data(), bytes.size(), next * kDbase3BlockSize)) return 0;
     put_le32(header, static_cast<uint32_t>(next + blocks));
-    file_write_at(fd, header, sizeof header, 0);
+    (void)file.write_all(header, sizeof header, 0);  // the text is stored either way
     return static_cast<int32_t>(next);
 }
 
-int32_t append_dbase4(int fd, const char* text, size_t length) {
+int32_t append_dbase4(File& file, const char* text, size_t length) {
     uint8_t header[24];
-    if (!read_exactly(fd, header, sizeof header, 0)) return 0;
+    if (!file.read_exactly(header, sizeof header, 0)) return 0;
     int64_t next = get_le32(header);
     int64_t block_size = get_le16(header + 20);
     int64_t size = static_cast<int64_t>(length) + 8;
@@ -188,16 +178,16 @@ int32_t append_dbase4(int fd, const char* text, size_t length) {
     uint8_t head[8];
     put_le32(head, kDbase4BlockMark);
     put_le32(head + 4, static_cast<uint32_t>(size));
-    if (!write_exactly(fd, head, sizeof head, offset)) return 0;
-    if (!write_exactly(fd, text, length, offset + 8)) return 0;
+    if (!file.write_all(head, sizeof head, offset)) return 0;
+    if (!file.write_all(text, length, offset + 8)) return 0;
     put_le32(header, static_cast<uint32_t>(next + blocks));
-    file_write_at(fd, header, 4, 0);
+    (void)file.write_all(header, 4, 0);  // the text is stored either way
     return static_cast<int32_t>(next);
 }
 
-int32_t append_foxpro(int fd, const char* text, size_t length) {
+int32_t append_foxpro(File& file, const char* text, size_t length) {
     uint8_t header[8];
-    if (!read_exactly(fd, header, sizeof header, 0)) return 0;
+    if (!file.read_exactly(header, sizeof header, 0)) return 0;
     int64_t next = get_be32(header);
     int64_t block_size = get_be16(header + 6);
     if (block_size == 0 || length > 0xFFFFFFFF) return 0;
@@ -207,32 +197,27 @@ int32_t append_foxpro(int fd, const char* text, size_t length) {
     uint8_t head[8];
     put_be32(head, 1);
     put_be32(head + 4, static_cast<uint32_t>(length));
-    if (!write_exactly(fd, head, sizeof head, offset)) return 0;
-    if (!write_exactly(fd, text, length, offset + 8)) return 0;
+    if (!file.write_all(head, sizeof head, offset)) return 0;
+    if (!file.write_all(text, length, offset + 8)) return 0;
     put_be32(header, static_cast<uint32_t>(next + blocks));
-    file_write_at(fd, header, 4, 0);
+    (void)file.write_all(header, 4, 0);  // the text is stored either way
     return static_cast<int32_t>(next);
 }
 
-void close_memo(DbfTable& table) {
-    if (table.memo_fd > 0) close(table.memo_fd);
-    table.memo_fd = 0;
-}
+File open_memo(DbfTable& table) { return table.file.fs().open(table.memo_path); }
 
 // Appends `length` bytes as one memo; its block number, or 0.
 int32_t memo_append(DbfTable& table, const char* text, size_t length) {
     if (table.header.signature == 0xE5 || length == 0) return 0;
-    table.memo_fd = dbf_open_file(table.memo_path.c_str());
-    if (table.memo_fd == 0) return 0;
-    int32_t block = 0;
+    File memo = open_memo(table);
+    if (!memo.is_open()) return 0;
     switch (layout_of(table)) {
-        case LayoutDbase3: block = append_dbase3(table.memo_fd, text, length); break;
-        case LayoutDbase4: block = append_dbase4(table.memo_fd, text, length); break;
-        case LayoutFoxPro: block = append_foxpro(table.memo_fd, text, length); break;
-        case LayoutNone: break;
+        case Layout::Dbase3: return append_dbase3(memo, text, length);
+        case Layout::Dbase4: return append_dbase4(memo, text, length);
+        case Layout::FoxPro: return append_foxpro(memo, text, length);
+        case Layout::None: break;
     }
-    close_memo(table);
-    return block;
+    return 0;
 }
 
 }  // namespace
@@ -248,19 +233,15 @@ std::optional<std::string> dbf_memo_read_bytes(DbfTable& table, int field) {
     int64_t block = memo_block_of(table, field);
     if (block == 0) return std::nullopt;
 
-    std::optional<std::string> text;
-    table.memo_fd = dbf_open_file(table.memo_path.c_str());
-    if (table.memo_fd != 0) {
-        switch (layout_of(table)) {
-            case LayoutDbase3: text = read_dbase3(table.memo_fd, block); break;
-            case LayoutDbase4: text = read_dbase4(table.memo_fd, block); break;
-            case LayoutFoxPro: text = read_foxpro(table.memo_fd, block); break;
-            case LayoutNone: break;
-        }
-        close_memo(table);
+    File memo = open_memo(table);
+    if (!memo.is_open()) return std::nullopt;
+    switch (layout_of(table)) {
+        case Layout::Dbase3: return read_dbase3(memo, block);
+        case Layout::Dbase4: return read_dbase4(memo, block);
+        case Layout::FoxPro: return read_foxpro(memo, block);
+        case Layout::None: break;
     }
-    table.memo_text.reset();
-    return text;
+    return std::nullopt;
 }
 
 int32_t dbf_memo_write(DbfTable& table, const char* text) {
@@ -272,60 +253,51 @@ int32_t dbf_memo_write_bytes(DbfTable& table, const std::string& bytes) {
 }
 
 int32_t dbf_memo_block_size(DbfTable& table) {
-    table.memo_fd = dbf_open_file(table.memo_path.c_str());
-    if (table.memo_fd == 0) return 0;
-    int32_t size = 0;
+    File memo = open_memo(table);
+    if (!memo.is_open()) return 0;
     switch (layout_of(table)) {
-        case LayoutDbase3:
-            size = static_cast<int32_t>(kDbase3BlockSize);
-            break;
-        case LayoutDbase4: {
+        case Layout::Dbase3:
+            return static_cast<int32_t>(kDbase3BlockSize);
+        case Layout::Dbase4: {
             // A header too short to hold the word gives the common default.
             uint8_t header[24];
-            size = read_exactly(table.memo_fd, header, sizeof header, 0) ? get_le16(header + 20) : 256;
-            break;
+            return memo.read_exactly(header, sizeof header, 0) ? get_le16(header + 20) : 256;
         }
-        case LayoutFoxPro: {
+        case Layout::FoxPro: {
             uint8_t header[8];
-            size = read_exactly(table.memo_fd, header, sizeof header, 0) ? get_be16(header + 6) : 256;
-            break;
+            return memo.read_exactly(header, sizeof header, 0) ? get_be16(header + 6) : 256;
         }
-        case LayoutNone:
+        case Layout::None:
             break;
     }
-    close_memo(table);
-    return size;
+    return 0;
 }
 
-int dbf_create_memo(const std::string& path, int kind, int block_size) {
+bool dbf_create_memo(FileSystem& fs, const std::string& path, MemoKind kind, int block_size) {
     // The block size goes into a 16-bit word; anything it can't hold takes 512, as 0 does.
     int64_t block = (block_size > 0 && block_size <= 0xFFFF) ? block_size : 512;
-    int64_t stored = kind == MemoDbase3 ? 512 : block;
+    int64_t stored = kind == MemoKind::Dbase3 ? 512 : block;
     int64_t header_size = std::max<int64_t>(block, 512);
     uint32_t first_free = static_cast<uint32_t>(header_size / stored);
 
     std::vector<uint8_t> header(static_cast<size_t>(header_size), 0);
     switch (kind) {
-        case MemoDbase3:
+        case MemoKind::Dbase3:
             put_le16(header.data(), 1);
             break;
-        case MemoFoxPro: case MemoVisualFoxPro:
+        case MemoKind::FoxPro: case MemoKind::VisualFoxPro:
             put_be32(header.data(), first_free);
             put_be16(header.data() + 6, static_cast<uint16_t>(stored));
             break;
-        case MemoDbase4:
+        case MemoKind::Dbase4:
             put_le16(header.data(), static_cast<uint16_t>(first_free));
             put_le16(header.data() + 18, 0x0102);
             put_le16(header.data() + 20, static_cast<uint16_t>(stored));
             break;
-        default:
+        case MemoKind::Unknown:
             break;
     }
 
-    std::string name = dbf_memo_file_name(path, kind);
-    int fd = file_create(name.c_str());
-    if (fd < 0) return 0;
-    int written = write_exactly(fd, header.data(), header.size(), 0);
-    close(fd);
-    return written;
+    File file = fs.create(dbf_memo_file_name(path, kind));
+    return file.is_open() && file.write_all(header.data(), header.size(), 0);
 }

@@ -8,7 +8,6 @@
 #include <cstring>
 
 #include "table/dbf.h"
-#include "table/file_io.h"
 
 int32_t dbf_order_lookup(const DbfTable& table, int32_t position) {
     if (!table.order_index) return position;
@@ -31,11 +30,8 @@ int64_t dbf_seek_physical(const DbfTable& table, int64_t number) {
 }
 
 int64_t dbf_seek_record(const DbfTable& table, int32_t position) {
-    int32_t number = position;
-    if (table.use_index) {
-        int32_t filter_position = dbf_order_lookup(table, position);
-        number = filter_position < 0 ? -1 : dbf_filter_lookup(table, filter_position);
-    }
+    int32_t filter_position = dbf_order_lookup(table, position);
+    int32_t number = filter_position < 0 ? -1 : dbf_filter_lookup(table, filter_position);
     return dbf_seek_physical(table, number);
 }
 
@@ -45,6 +41,7 @@ int64_t dbf_seek_record(const DbfTable& table, int32_t position) {
 // the growth anew, so short runs, such as a sort's partition scans, stay cheap. Writes through this table patch the window; writes
 // from anywhere else mark it stale through its watch.
 struct RecordCache {
+    FileSystem* fs = nullptr;  // the one the watch is registered with
     FileWatch watch;
     std::vector<uint8_t> bytes;
     int64_t start = -1;     // file offset of bytes[0]; -1 while empty
@@ -54,7 +51,7 @@ struct RecordCache {
 };
 
 void RecordCacheDeleter::operator()(RecordCache* cache) const {
-    file_unwatch(cache->watch);
+    if (cache->fs != nullptr) cache->fs->unwatch(cache->watch);
     delete cache;
 }
 
@@ -82,15 +79,17 @@ int64_t cached_read(DbfTable& table, int64_t offset, size_t length) {
     }
     if (!sequential) {
         cache.window = kFirstWindow;
-        return file_read_at(table.fd, table.record.data(), length, offset);
+        return table.file.read_at(table.record.data(), length, offset);
     }
-    if (!cache.watch.registered && !file_watch(cache.watch, table.fd))
-        return file_read_at(table.fd, table.record.data(), length, offset);
+    if (!cache.watch.registered) {
+        cache.fs = &table.file.fs();
+        if (!cache.fs->watch(cache.watch, table.file.fd())) return table.file.read_at(table.record.data(), length, offset);
+    }
     size_t fill = std::max({cache.window, kFirstWindow, length});
     cache.window = std::min(fill * 2, kReadWindow);
     if (cache.bytes.size() < fill) cache.bytes.resize(fill);
     cache.watch.stale = false;
-    int64_t got = file_read_at(table.fd, cache.bytes.data(), fill, offset);
+    int64_t got = table.file.read_at(cache.bytes.data(), fill, offset);
     if (got < 0) {
         cache.start = -1;
         return got;
@@ -106,7 +105,7 @@ int64_t cached_read(DbfTable& table, int64_t offset, size_t length) {
 int64_t cached_write(DbfTable& table, const void* data, size_t length, int64_t offset) {
     RecordCache* cache = table.read_cache.get();
     bool was_valid = cache != nullptr && cache_valid(*cache);
-    int64_t written = file_write_at(table.fd, data, length, offset);
+    int64_t written = table.file.write_at(data, length, offset);
     if (!was_valid) return written;
     if (written != static_cast<int64_t>(length)) {
         cache->start = -1;
@@ -121,76 +120,72 @@ int64_t cached_write(DbfTable& table, const void* data, size_t length, int64_t o
     return written;
 }
 
-int read_at(DbfTable& table, int64_t offset) {
-    if (offset < 0 || table.record.empty()) return 0;
+bool read_at(DbfTable& table, int64_t offset) {
+    if (offset < 0 || table.record.empty()) return false;
     size_t length = table.header.record_length;
     return cached_read(table, offset, length) == static_cast<int64_t>(length);
 }
 
-int write_at(DbfTable& table, int64_t offset) {
-    if (offset < 0 || table.record.empty()) return 0;
+bool write_at(DbfTable& table, int64_t offset) {
+    if (offset < 0 || table.record.empty()) return false;
     size_t length = table.header.record_length;
     return cached_write(table, table.record.data(), length, offset) == static_cast<int64_t>(length);
 }
 
 }  // namespace
 
-int dbf_read_record(DbfTable& table, int32_t position) {
+bool dbf_read_record(DbfTable& table, int32_t position) {
     return read_at(table, dbf_seek_record(table, position));
 }
 
-int dbf_write_record(DbfTable& table, int32_t position) {
+bool dbf_read_physical(DbfTable& table, int32_t number) {
+    return read_at(table, dbf_seek_physical(table, number));
+}
+
+bool dbf_write_record(DbfTable& table, int32_t position) {
     return write_at(table, dbf_seek_record(table, position));
 }
 
-int dbf_write_physical(DbfTable& table, int32_t number) {
+bool dbf_write_physical(DbfTable& table, int32_t number) {
     return write_at(table, dbf_seek_physical(table, number));
-}
-
-int dbf_read_mark(DbfTable& table, int32_t position) {
-    int64_t offset = dbf_seek_record(table, position);
-    return offset >= 0 && file_read_at(table.fd, &table.mark_byte, 1, offset) == 1;
-}
-
-int dbf_write_mark(DbfTable& table, int32_t position) {
-    int64_t offset = dbf_seek_record(table, position);
-    return offset >= 0 && cached_write(table, &table.mark_byte, 1, offset) == 1;
 }
 
 namespace {
 
-void set_mark(DbfTable& table, int32_t position, uint8_t mark) {
-    if (!dbf_read_mark(table, position)) return;
-    if (table.mark_byte == mark) return;
-    table.mark_byte = mark;
-    dbf_write_mark(table, position);
+// Sets a record's deletion mark unless it holds that mark already.
+bool set_mark(DbfTable& table, int32_t position, uint8_t mark) {
+    int64_t offset = dbf_seek_record(table, position);
+    uint8_t stored = 0;
+    if (offset < 0 || table.file.read_at(&stored, 1, offset) != 1) return false;
+    if (stored == mark) return true;
+    return cached_write(table, &mark, 1, offset) == 1;
 }
 
 }  // namespace
 
-void dbf_delete_record(DbfTable& table, int32_t position) { set_mark(table, position, '*'); }
+bool dbf_delete_record(DbfTable& table, int32_t position) { return set_mark(table, position, '*'); }
 
-void dbf_recall_record(DbfTable& table, int32_t position) { set_mark(table, position, ' '); }
+bool dbf_recall_record(DbfTable& table, int32_t position) { return set_mark(table, position, ' '); }
 
-int dbf_append_record(DbfTable& table, int blank_first) {
+bool dbf_append_record(DbfTable& table, bool blank_first) {
     if (blank_first) dbf_blank_record(table);
     int32_t physical = static_cast<int32_t>(table.header.record_count);
-    if (physical == INT32_MAX) return 0;
+    if (physical == INT32_MAX) return false;
     int32_t visible = dbf_record_count(table);
-    if (!dbf_write_physical(table, physical)) return 0;
+    if (!dbf_write_physical(table, physical)) return false;
     table.header.record_count = static_cast<uint32_t>(physical) + 1;
     if (!dbf_write_header(table)) {
         // The header still counts the old records: take the new one off again, so
         // that the header and the file agree.
         table.header.record_count = static_cast<uint32_t>(physical);
-        file_truncate(table.fd, dbf_seek_physical(table, physical));
-        return 0;
+        (void)table.file.truncate(dbf_seek_physical(table, physical));  // nothing more to do if it fails
+        return false;
     }
     // The new record is always visible: it joins a filter without being judged and
     // stands last in an order without being sorted in.
     if (table.order_index) table.order_index->push_back(visible);
     if (table.filter_index) table.filter_index->push_back(physical);
-    return 1;
+    return true;
 }
 
 uint8_t dbf_header_year(int years_since_1900) {
@@ -198,20 +193,20 @@ uint8_t dbf_header_year(int years_since_1900) {
     return static_cast<uint8_t>(years_since_1900);
 }
 
-int dbf_write_header(DbfTable& table) {
+bool dbf_write_header(DbfTable& table) {
     std::time_t now = std::time(nullptr);
     std::tm local{};
     localtime_r(&now, &local);
     table.header.update_year = dbf_header_year(local.tm_year);
     table.header.update_month = static_cast<uint8_t>(local.tm_mon + 1);
     table.header.update_day = static_cast<uint8_t>(local.tm_mday);
-    int written = cached_write(table, &table.header, sizeof(DbfHeader), 0) ==
-                  static_cast<int64_t>(sizeof(DbfHeader));
+    bool written = cached_write(table, &table.header, sizeof(DbfHeader), 0) ==
+                   static_cast<int64_t>(sizeof(DbfHeader));
     // The end mark only behind a header that counts the records it follows.
     int64_t end = written ? dbf_seek_physical(table, table.header.record_count) : -1;
     if (end >= 0) {
         const uint8_t eof_mark = 0x1A;
-        cached_write(table, &eof_mark, 1, end);
+        (void)cached_write(table, &eof_mark, 1, end);  // readers don't need it: the file size counts
     }
     return written;
 }

@@ -17,9 +17,8 @@
 // NUL; a position at or past that end holds nothing.
 #include "text/codepage.h"
 
+#include <algorithm>
 #include <cstring>
-
-#include "driver/parameters.h"
 
 namespace {
 
@@ -101,24 +100,24 @@ void ansi_to_oem_default(const char* source, char* destination) {
     convert_by_table(kAnsiToOem, source, destination);
 }
 
-void oem_to_ansi_by_set(const char* source, char* destination) {
-    convert_by_set(state.table_oem_set, state.table_ansi_set, source, destination);
+void oem_to_ansi_by_set(const CharacterSets& sets, const char* source, char* destination) {
+    convert_by_set(sets.table_oem, sets.table_ansi, source, destination);
 }
 
-void ansi_to_oem_by_set(const char* source, char* destination) {
-    convert_by_set(state.table_ansi_set, state.table_oem_set, source, destination);
+void ansi_to_oem_by_set(const CharacterSets& sets, const char* source, char* destination) {
+    convert_by_set(sets.table_ansi, sets.table_oem, source, destination);
 }
 
-void fold_case_by_set(char* text) {
+void fold_case_by_set(const CharacterSets& sets, char* text) {
     for (char* p = text; *p != '\0'; ++p) {
         uint8_t byte = static_cast<uint8_t>(*p);
         if (byte >= 'a' && byte <= 'z') {  // Latin letters fold whatever the sets say
             *p = static_cast<char>(byte - 0x20);
             continue;
         }
-        int position = find_in_set(state.normal_set, *p);
+        int position = find_in_set(sets.normal, *p);
         if (position < 0) continue;
-        char partner = byte_in_set(state.uppercase_set, position);
+        char partner = byte_in_set(sets.uppercase, position);
         if (partner != '\0') *p = partner;
     }
 }
@@ -134,14 +133,33 @@ void fold_case_default(char* text) {
 }
 
 void fold_value(char* text, const DbfTable& table) {
-    if (!table.case_insensitive) return;
-    (table.fold_case != nullptr ? table.fold_case : fold_case_default)(text);
+    if (!table.settings.case_insensitive) return;
+    if (table.settings.folding != nullptr)
+        fold_case_by_set(*table.settings.folding, text);
+    else
+        fold_case_default(text);
 }
 
 void convert_ansi_to_oem(const DbfTable& table, char* text) {
-    (table.ansi_to_oem != nullptr ? table.ansi_to_oem : ansi_to_oem_default)(text, text);
+    if (table.settings.conversion != nullptr)
+        ansi_to_oem_by_set(*table.settings.conversion, text, text);
+    else
+        ansi_to_oem_default(text, text);
 }
 
 void convert_oem_to_ansi(const DbfTable& table, char* text) {
-    (table.oem_to_ansi != nullptr ? table.oem_to_ansi : oem_to_ansi_default)(text, text);
+    if (table.settings.conversion != nullptr)
+        oem_to_ansi_by_set(*table.settings.conversion, text, text);
+    else
+        oem_to_ansi_default(text, text);
+}
+
+void install_character_sets(DbfTable& table, const CharacterSets& sets) {
+    if (sets.table_oem && sets.table_ansi) table.settings.conversion = &sets;
+    if (sets.normal && sets.uppercase) table.settings.folding = &sets;
+}
+
+void set_once(std::optional<std::string>& slot, std::string_view text) {
+    if (slot) return;
+    slot = std::string(text.substr(0, std::min(text.find('\0'), kSettingsValueMax)));
 }

@@ -8,8 +8,21 @@
 
 #include <array>
 #include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
 
 #include "table/dbf.h"
+
+// The character sets of the settings file: TableOEM= and TableAnsi= pair their
+// bytes by position for conversion, Normal= and Uppercase= for folding. The first
+// value of each key stays.
+struct CharacterSets {
+    std::optional<std::string> normal, lowercase, uppercase, table_oem, table_ansi;
+};
+
+// Settings values keep at most this many characters.
+inline constexpr size_t kSettingsValueMax = 255;
 
 // The built-in pair, indexed by a byte's unsigned value; each is the other's inverse.
 extern const std::array<uint8_t, 256> oem_to_ansi_table;
@@ -17,12 +30,17 @@ extern const std::array<uint8_t, 256> ansi_to_oem_table;
 
 void oem_to_ansi_default(const char* source, char* destination);
 void ansi_to_oem_default(const char* source, char* destination);
-void oem_to_ansi_by_set(const char* source, char* destination);
-void ansi_to_oem_by_set(const char* source, char* destination);
-void fold_case_by_set(char* text);
+void oem_to_ansi_by_set(const CharacterSets& sets, const char* source, char* destination);
+void ansi_to_oem_by_set(const CharacterSets& sets, const char* source, char* destination);
+void fold_case_by_set(const CharacterSets& sets, char* text);
+// The letters of CP866 to upper case.
 void fold_case_default(char* text);
-// Folds only if the table is case-insensitive, through its slot or the default.
+// Folds only if the table is case-insensitive, by its sets or the default.
 void fold_value(char* text, const DbfTable& table);
-// Converts in place through the table's slot, or the built-in table.
+// Converts in place by the table's sets, or the built-in table.
 void convert_ansi_to_oem(const DbfTable& table, char* text);
 void convert_oem_to_ansi(const DbfTable& table, char* text);
+// Points the table at the sets where both halves of a pair are given.
+void install_character_sets(DbfTable& table, const CharacterSets& sets);
+// Gives `slot` the text (up to a NUL, at most kSettingsValueMax bytes) unless it has a value.
+void set_once(std::optional<std::string>& slot, std::string_view text);

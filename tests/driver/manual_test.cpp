@@ -24,7 +24,7 @@ std::string upper(std::string text) {
 
 // The keywords of the dispatch table, read from its source.
 std::vector<std::string> dispatch_keywords() {
-    std::string table = source("src/driver/parameters.cpp");
+    std::string table = source("src/app/dispatch.cpp");
     std::regex row(R"re(\{"([^"]+)", Rest)re");
     std::vector<std::string> keywords;
     for (auto it = std::sregex_iterator(table.begin(), table.end(), row); it != std::sregex_iterator(); ++it)

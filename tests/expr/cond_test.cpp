@@ -12,6 +12,7 @@
 
 #include "expr/cond.h"
 #include "support/cli.h"
+#include "support/engine.h"
 #include "support/table_builder.h"
 #include "table/dbf.h"
 
@@ -20,6 +21,7 @@ namespace {
 struct Staff {
     ScratchDir dir;
     std::unique_ptr<DbfTable> table;
+    std::unique_ptr<CondScratch> scratch = std::make_unique<CondScratch>();
 
     explicit Staff(bool deleted = false) {
         TableImage image;
@@ -31,12 +33,11 @@ struct Staff {
                    double_bytes(std::nan(""))},
                   deleted);
         dir.write("t.dbf", image.bytes());
-        table = dbf_open(dir.file("t.dbf").c_str());
+        table = open_table(dir.file("t.dbf"));
         EXPECT_NE(table, nullptr);
         EXPECT_TRUE(dbf_read_record(*table, 0));
-        table->filter_scratch.reset(new CondScratch{});
     }
-    int judge(const std::string& condition) { return cond_evaluate(*table, condition.c_str()); }
+    int judge(const std::string& condition) { return cond_evaluate(*table, *scratch, condition.c_str()); }
     std::string substitute(const std::string& text, int* position = nullptr, int32_t* numeric = nullptr) {
         char out[256];
         int32_t flag = -1;
@@ -167,26 +168,26 @@ TEST(Condition, JudgesTheRecord) {
 
 TEST(Condition, SettingsOfTheTableTakePart) {
     Staff staff;
-    staff.table->trim_mode = TrimRight;
+    staff.table->settings.trim_mode = TrimMode::Right;
     EXPECT_EQ(staff.judge("NAME==\"SMITH\""), 1);
-    staff.table->trim_mode = TrimNone;
-    staff.table->case_insensitive = 1;
+    staff.table->settings.trim_mode = TrimMode::None;
+    staff.table->settings.case_insensitive = 1;
     EXPECT_EQ(staff.judge("NAME~\"mit\""), 1);
-    staff.table->case_insensitive = 0;
-    staff.table->date_mode = DateDmy;  // dates still arrive as stored digits
+    staff.table->settings.case_insensitive = 0;
+    staff.table->settings.date_mode = DateMode::Dmy;  // dates still arrive as stored digits
     EXPECT_EQ(staff.judge("BORN>\"19600101\""), 1);
 }
 
 TEST(Condition, DeletedRecordsAndTheConditionOfAll) {
     Staff live;
-    EXPECT_EQ(cond_evaluate(*live.table, COND_NONE), 1);
-    live.table->hide_deleted = 1;
-    EXPECT_EQ(cond_evaluate(*live.table, COND_NONE), 1);
+    EXPECT_EQ(cond_evaluate(*live.table, *live.scratch, COND_NONE), 1);
+    live.table->settings.hide_deleted = 1;
+    EXPECT_EQ(cond_evaluate(*live.table, *live.scratch, COND_NONE), 1);
     Staff deleted(true);
-    EXPECT_EQ(cond_evaluate(*deleted.table, COND_NONE), 1);
+    EXPECT_EQ(cond_evaluate(*deleted.table, *deleted.scratch, COND_NONE), 1);
     EXPECT_EQ(deleted.judge("AGE>40"), 1);
-    deleted.table->hide_deleted = 1;
-    EXPECT_EQ(cond_evaluate(*deleted.table, COND_NONE), 0);
+    deleted.table->settings.hide_deleted = 1;
+    EXPECT_EQ(cond_evaluate(*deleted.table, *deleted.scratch, COND_NONE), 0);
     EXPECT_EQ(deleted.judge("AGE>40"), 0);
 }
 
@@ -197,10 +198,10 @@ TEST(Condition, SplitCountsClausesAndBalance) {
     };
     for (const auto& s : kSplits) {
         SCOPED_TRACE(s.condition);
-        EXPECT_EQ(cond_split(*staff.table, s.condition), s.clauses);
+        EXPECT_EQ(cond_split(*staff.scratch, s.condition), s.clauses);
     }
-    ASSERT_EQ(cond_split(*staff.table, "A=1&B=2|C"), 3);
-    const int32_t* separators = staff.table->filter_scratch->separators;
+    ASSERT_EQ(cond_split(*staff.scratch, "A=1&B=2|C"), 3);
+    const int32_t* separators = staff.scratch->separators;
     EXPECT_EQ(separators[0], 3);
     EXPECT_EQ(separators[1], 7);
     EXPECT_EQ(separators[2], 9);
@@ -219,11 +220,11 @@ TEST(Condition, ClausesLeaveTheirParenthesesInTheBooleanText) {
     };
     for (const auto& r : kRewrites) {
         SCOPED_TRACE(r.clause);
-        CondScratch& scratch = *staff.table->filter_scratch;
+        CondScratch& scratch = *staff.scratch;
         std::memset(scratch.bool_text, 0, sizeof scratch.bool_text);
         scratch.bool_length = 0;
         std::strcpy(scratch.clause, r.clause);
-        cond_rewrite_clause(*staff.table, r.separator);
+        cond_rewrite_clause(*staff.table, scratch, r.separator);
         EXPECT_EQ(std::string(scratch.bool_text), r.text);
         EXPECT_EQ(scratch.bool_length, static_cast<int32_t>(std::strlen(r.text) + (r.separator == '\0')));
     }
@@ -282,7 +283,7 @@ TEST(Condition, ANumberWithoutDigitsGetsAZero) {
 TEST(Condition, AnsiValuesAreConvertedToOem) {
     Staff staff;
     EXPECT_EQ(staff.substitute("CYR"), "\xC0\xC1\xC2");
-    staff.table->ansi_text = 1;
+    staff.table->settings.ansi_text = 1;
     EXPECT_EQ(staff.substitute("CYR='\xC0'"), "\x80\x81\x82=\xC0");  // the constant stays
     EXPECT_EQ(staff.judge("CYR=\"\x80\""), 1);
 }

@@ -6,17 +6,16 @@
 #include <cstring>
 #include <filesystem>
 #include <memory>
-#include <unistd.h>
 #include <vector>
 
-#include "driver/parameters.h"
-#include "driver/program.h"
-#include "edit/assign.h"
-#include "export/listing.h"
+#include "app/program.h"
+#include "commands/editing/assign.h"
 #include "expr/calc.h"
 #include "expr/cond.h"
+#include "support/engine.h"
 #include "support/table_builder.h"
 #include "table/dbf.h"
+#include "text/html.h"
 
 namespace fs = std::filesystem;
 
@@ -29,10 +28,6 @@ std::string as_text(const uint8_t* data, size_t size, size_t limit) {
     text.erase(std::find(text.begin(), text.end(), '\0'), text.end());
     return text;
 }
-
-// A die() inside the whole-program target ends the run it belongs to, not the fuzzer.
-struct ProgramEnded {};
-[[noreturn]] void end_run(int) { throw ProgramEnded{}; }
 
 // Keeps the scratch directory to what one run made.
 void clear_scratch() {
@@ -55,15 +50,15 @@ const std::string& fuzz_setup() {
 int fuzz_table(const uint8_t* data, size_t size) {
     std::string path = scratch_file("table.dbf");
     write_file(path, std::string(reinterpret_cast<const char*>(data), size));
-    std::unique_ptr<DbfTable> table = dbf_open(path.c_str());
+    std::unique_ptr<DbfTable> table = open_table(path);
     if (!table) return 0;
     int32_t records = std::min<int32_t>(dbf_record_count(*table), 64);
     for (int32_t r = 0; r < records; ++r) {
-        dbf_read_record(*table, r);
+        (void)dbf_read_record(*table, r);
         int modes = r < 4 ? 16 : 1;
         for (int m = 0; m < modes; ++m) {
-            table->date_mode = m % 4;
-            table->trim_mode = m / 4;
+            table->settings.date_mode = static_cast<DateMode>(m % 4);
+            table->settings.trim_mode = static_cast<TrimMode>(m / 4);
             for (int f = 0; f < table->field_count; ++f) {
                 dbf_field_text(*table, f);
                 dbf_field_raw_text(*table, f);
@@ -73,8 +68,7 @@ int fuzz_table(const uint8_t* data, size_t size) {
                 dbf_type_name(*table, f);
             }
         }
-        table->date_mode = 5;  // the sort key's mode
-        for (int f = 0; f < table->field_count; ++f) dbf_field_text(*table, f);
+        for (int f = 0; f < table->field_count; ++f) dbf_field_text(*table, f, Rendering::Key);
     }
     dbf_free(table);
     return 0;
@@ -93,10 +87,10 @@ int fuzz_memo(const uint8_t* data, size_t size) {
     image.add({binary ? le32(block) : std::to_string(block)});
     std::string table_path = scratch_file("memo.dbf");
     write_file(table_path, image.bytes());
-    std::unique_ptr<DbfTable> table = dbf_open(table_path.c_str());
+    std::unique_ptr<DbfTable> table = open_table(table_path);
     if (!table) return 0;
     write_file(table->memo_path, std::string(reinterpret_cast<const char*>(data + 6), size - 6));
-    dbf_read_record(*table, 0);
+    (void)dbf_read_record(*table, 0);
     dbf_memo_read(*table, 0);
     dbf_memo_block_size(*table);
     if (data[1] & 2) {
@@ -122,24 +116,24 @@ int fuzz_cond(const uint8_t* data, size_t size) {
         image.add({"SMITH", "42", "1234.50", "19610314", "Smith (Jr", double_bytes(2.5), le32(2451545) + le32(1)});
         std::string path = scratch_file("cond.dbf");
         write_file(path, image.bytes());
-        return dbf_open(path.c_str());
+        return open_table(path);
     }();
     if (!table) std::abort();
     std::string text = as_text(data, size, 70000);
-    dbf_read_record(*table, 0);
-    table->filter_scratch.reset(new CondScratch{});
-    table->hide_deleted = size & 1;
-    table->case_insensitive = (size >> 1) & 1;
-    table->ansi_text = (size >> 2) & 1;
-    table->date_mode = static_cast<int32_t>((size >> 3) & 3);
-    cond_evaluate(*table, text.c_str());
-    table->filter_scratch.reset();
+    (void)dbf_read_record(*table, 0);
+    table->settings.hide_deleted = size & 1;
+    table->settings.case_insensitive = (size >> 1) & 1;
+    table->settings.ansi_text = (size >> 2) & 1;
+    table->settings.date_mode = static_cast<DateMode>((size >> 3) & 3);
+    auto scratch = std::make_unique<CondScratch>();
+    cond_evaluate(*table, *scratch, text.c_str());
     // The same text as an assignment list, into the record buffer only.
-    state.current_table = table.get();
-    state.field_text = text;
-    apply_field_text();
-    state.field_text.reset();
-    state.current_table = nullptr;
+    std::string said;
+    OutStream console(said);
+    Run run(console, test_fs());
+    run.field_text = text;
+    Pass pass{run, *table, console};
+    apply_field_text(pass);
     return 0;
 }
 
@@ -183,19 +177,9 @@ int fuzz_program(const uint8_t* data, size_t size) {
     for (std::string& arg : args) argv.push_back(arg.data());
     argv.push_back(nullptr);
 
-    std::string here = fs::current_path().string();
-    if (chdir(fuzz_setup().c_str()) != 0) std::abort();
-    options = RunOptions{};
-    state = RunState{};
-    die_exit = end_run;
-    try {
-        run_program(static_cast<int>(argv.size() - 1), argv.data());
-    } catch (const ProgramEnded&) {
-    }
-    std::fflush(nullptr);
-    if (state.out_file != nullptr && state.out_file != stdout) state.out_file = nullptr;
-    state = RunState{};
-    die_exit = std::exit;
-    if (chdir(here.c_str()) != 0) std::abort();
+    std::string said;
+    OutStream console(said);
+    FileSystem files(fuzz_setup());
+    run_program(console, files, static_cast<int>(argv.size() - 1), argv.data());
     return 0;
 }

@@ -14,6 +14,7 @@
 
 #include "select/order.h"
 #include "support/cli.h"
+#include "support/engine.h"
 #include "support/table_builder.h"
 
 namespace {
@@ -23,7 +24,7 @@ struct OpenTable {
     std::unique_ptr<DbfTable> table;
     explicit OpenTable(const TableImage& image) {
         dir.write("t.dbf", image.bytes());
-        table = dbf_open(dir.file("t.dbf").c_str());
+        table = open_table(dir.file("t.dbf"));
     }
 };
 
@@ -35,20 +36,20 @@ TableImage image_of(const std::vector<FieldSpec>& fields, const std::vector<std:
 }
 
 struct Flags {
-    int date_mode = DateAsis;
-    int trim_mode = TrimNone;
-    int case_insensitive = 0;
-    int descending = 0;
+    DateMode date_mode = DateMode::Asis;
+    TrimMode trim_mode = TrimMode::None;
+    bool case_insensitive = false;
+    bool descending = false;
 };
 
 std::vector<int32_t> order_of(const TableImage& image, const char* keys, Flags flags = {}) {
     OpenTable t(image);
     if (!t.table) return {-999};
-    t.table->date_mode = flags.date_mode;
-    t.table->trim_mode = flags.trim_mode;
-    t.table->case_insensitive = flags.case_insensitive;
-    t.table->sort_descending = flags.descending;
-    if (!dbf_set_order(*t.table, keys, nullptr) || !t.table->order_index) return {-998};
+    t.table->settings.date_mode = flags.date_mode;
+    t.table->settings.trim_mode = flags.trim_mode;
+    t.table->settings.case_insensitive = flags.case_insensitive;
+    t.table->settings.sort_descending = flags.descending;
+    if (!dbf_set_order(*t.table, keys, kDefaultKeyMemoryLimit) || !t.table->order_index) return {-998};
     return *t.table->order_index;
 }
 
@@ -70,18 +71,18 @@ TEST(Order, SortsEachKindOfKey) {
     };
     const std::vector<Case> kCases = {
         {"numbers with signs", {kNum5}, {{"10"}, {"-5"}, {"3"}, {"-10"}, {"0"}}, "NUM", {}, {3, 1, 4, 2, 0}},
-        {"numbers descending", {kNum5}, {{"10"}, {"-5"}, {"3"}, {"-10"}, {"0"}}, "NUM", {.descending = 1},
+        {"numbers descending", {kNum5}, {{"10"}, {"-5"}, {"3"}, {"-10"}, {"0"}}, "NUM", {.descending = true},
          {0, 2, 4, 1, 3}},
         {"negative fractions", {kNum52}, {{"-0.25"}, {"-0.50"}, {"-0.30"}}, "NUM", {}, {1, 2, 0}},
         {"blank number reads as zero", {kNum5}, {{""}, {"-3"}, {"1"}}, "NUM", {}, {1, 0, 2}},
         {"integer field, rendered wider than stored", {{"I", 'I', 4}},
          {{le32(-5)}, {le32(3)}, {le32(-100)}, {le32(0)}}, "I", {}, {2, 0, 3, 1}},
         {"dates by stored digits under dmy", {kDate}, {{"20010314"}, {"19991231"}, {"20000102"}, {""}}, "DAY",
-         {.date_mode = DateDmy}, {3, 1, 2, 0}},
+         {.date_mode = DateMode::Dmy}, {3, 1, 2, 0}},
         {"dates out of range sort as blank", {kDate}, {{"20010314"}, {"18991231"}, {""}, {"19020101"}}, "DAY",
-         {.date_mode = DateYmd}, {1, 2, 3, 0}},
+         {.date_mode = DateMode::Ymd}, {1, 2, 3, 0}},
         {"ties ascending keep positions", {kName3}, {{"b"}, {"a"}, {"b"}, {"a"}}, "NAME", {}, {1, 3, 0, 2}},
-        {"ties descending reverse positions", {kName3}, {{"b"}, {"a"}, {"b"}, {"a"}}, "NAME", {.descending = 1},
+        {"ties descending reverse positions", {kName3}, {{"b"}, {"a"}, {"b"}, {"a"}}, "NAME", {.descending = true},
          {2, 0, 3, 1}},
         {"case counts by default", {kName3}, {{"abc"}, {"ABC"}, {"abd"}, {"ABB"}}, "NAME", {}, {3, 1, 0, 2}},
         {"case folded", {kName3}, {{"abc"}, {"ABC"}, {"abd"}, {"ABB"}}, "NAME", {.case_insensitive = 1},
@@ -91,12 +92,12 @@ TEST(Order, SortsEachKindOfKey) {
         {"unknown later name ends the list", {kName3, {"B", 'N', 2}}, {{"x", "5"}, {"x", "2"}}, "NAME;nosuch,B", {},
          {0, 1}},
         {"leading blanks count", {{"S", 'C', 4}}, {{"  b"}, {"a"}, {" c"}}, "S", {}, {0, 2, 1}},
-        {"trim right changes nothing", {{"S", 'C', 4}}, {{"  b"}, {"a"}, {" c"}}, "S", {.trim_mode = TrimRight},
+        {"trim right changes nothing", {{"S", 'C', 4}}, {{"  b"}, {"a"}, {" c"}}, "S", {.trim_mode = TrimMode::Right},
          {0, 2, 1}},
         {"trim left drops the leading blanks", {{"S", 'C', 4}}, {{"  b"}, {"a"}, {" c"}}, "S",
-         {.trim_mode = TrimLeft}, {1, 0, 2}},
+         {.trim_mode = TrimMode::Left}, {1, 0, 2}},
         {"trim left keeps later fields in their columns", {{"S", 'C', 4}, {"T", 'C', 1}},
-         {{"  a", "z"}, {"ab", "a"}}, "S;T", {.trim_mode = TrimLeft}, {0, 1}},
+         {{"  a", "z"}, {"ab", "a"}}, "S;T", {.trim_mode = TrimMode::Left}, {0, 1}},
         {"eight records: selection alone", {kNum5}, {{"8"}, {"7"}, {"6"}, {"5"}, {"4"}, {"3"}, {"2"}, {"1"}}, "NUM",
          {}, {7, 6, 5, 4, 3, 2, 1, 0}},
         {"nine records: quicksort", {kNum5}, {{"9"}, {"8"}, {"7"}, {"6"}, {"5"}, {"4"}, {"3"}, {"2"}, {"1"}}, "NUM",
@@ -113,59 +114,53 @@ TEST(Order, SortsEachKindOfKey) {
 TEST(Order, SortsFilterPositionsAndReadsThroughTheFilter) {
     OpenTable t(image_of({kNum5}, {{"5"}, {"4"}, {"3"}, {"2"}, {"1"}}));
     t.table->filter_index = std::vector<int32_t>{0, 2, 3};
-    ASSERT_EQ(dbf_set_order(*t.table, "NUM", nullptr), 1);
+    ASSERT_TRUE(dbf_set_order(*t.table, "NUM", kDefaultKeyMemoryLimit));
     EXPECT_EQ(*t.table->order_index, (std::vector<int32_t>{2, 1, 0}));
     // A new order sorts the filtered records, not the previous order's sequence.
-    t.table->sort_descending = 1;
-    ASSERT_EQ(dbf_set_order(*t.table, "NUM", nullptr), 1);
+    t.table->settings.sort_descending = 1;
+    ASSERT_TRUE(dbf_set_order(*t.table, "NUM", kDefaultKeyMemoryLimit));
     EXPECT_EQ(*t.table->order_index, (std::vector<int32_t>{0, 1, 2}));
 }
 
 TEST(Order, UnknownFirstNameKeepsTheOldOrder) {
     OpenTable t(image_of({kNum5}, {{"2"}, {"1"}}));
-    ASSERT_EQ(dbf_set_order(*t.table, "NUM", nullptr), 1);
-    EXPECT_EQ(dbf_set_order(*t.table, "nosuch", nullptr), 0);
+    ASSERT_TRUE(dbf_set_order(*t.table, "NUM", kDefaultKeyMemoryLimit));
+    EXPECT_FALSE(dbf_set_order(*t.table, "nosuch", kDefaultKeyMemoryLimit));
     ASSERT_TRUE(t.table->order_index);
     EXPECT_EQ(*t.table->order_index, (std::vector<int32_t>{1, 0}));
-    EXPECT_EQ(t.table->order_key_count, 0);
 }
 
 TEST(SortKey, IsBuiltFromPaddedAndComplementedValues) {
-    struct Case { const char* what; char type; int length; int decimals; std::string stored; int trim_mode; std::string key; };
+    struct Case { const char* what; char type; int length; int decimals; std::string stored; TrimMode trim_mode; std::string key; };
     const Case kCases[] = {
-        {"text padded back after trimming", 'C', 5, 0, "  ab", TrimAll, "ab   "},
-        {"text trimmed left", 'C', 4, 0, "  ab", TrimLeft, "ab  "},
-        {"zero bytes read as blanks", 'C', 4, 0, std::string("a\0b\0", 4), TrimNone, "a b "},
-        {"negative number complemented", 'N', 7, 2, "-5", TrimNone, "\x0a\x0a\x0a\x05.\x0a\x0a"},
-        {"wider negative number complemented", 'N', 7, 2, "-10", TrimNone, "\x0a\x0a\x09\x0a.\x0a\x0a"},
+        {"text padded back after trimming", 'C', 5, 0, "  ab", TrimMode::All, "ab   "},
+        {"text trimmed left", 'C', 4, 0, "  ab", TrimMode::Left, "ab  "},
+        {"zero bytes read as blanks", 'C', 4, 0, std::string("a\0b\0", 4), TrimMode::None, "a b "},
+        {"negative number complemented", 'N', 7, 2, "-5", TrimMode::None, "\x0a\x0a\x0a\x05.\x0a\x0a"},
+        {"wider negative number complemented", 'N', 7, 2, "-10", TrimMode::None, "\x0a\x0a\x09\x0a.\x0a\x0a"},
     };
     for (const Case& c : kCases) {
         SCOPED_TRACE(c.what);
         OpenTable t(image_of({{"F", c.type, c.length, c.decimals}}, {{c.stored}}));
         ASSERT_TRUE(t.table);
-        t.table->trim_mode = c.trim_mode;
-        int32_t field = 0;
-        t.table->sort_keys = &field;
-        t.table->sort_key_count = 1;
-        ASSERT_EQ(dbf_read_record(*t.table, 0), 1);
+        t.table->settings.trim_mode = c.trim_mode;
+        ASSERT_TRUE(dbf_read_record(*t.table, 0));
         char key[64];
-        dbf_build_key(*t.table, key, sizeof key);
+        dbf_build_key(*t.table, {0}, key, sizeof key);
         EXPECT_EQ(std::string(key), c.key);
     }
 }
 
 TEST(SortKey, IsCutToItsBuffer) {
     OpenTable t(image_of({{"S", 'C', 4}, {"N", 'N', 5}}, {{"abcd", "-12"}}));
-    int32_t fields[] = {0, 1, 0};
-    t.table->sort_keys = fields;
-    t.table->sort_key_count = 3;
-    ASSERT_EQ(dbf_read_record(*t.table, 0), 1);
+    const std::vector<int32_t> fields = {0, 1, 0};
+    ASSERT_TRUE(dbf_read_record(*t.table, 0));
     char key[8];
     std::memset(key, 'Z', sizeof key);
-    dbf_build_key(*t.table, key, 7);
+    dbf_build_key(*t.table, fields, key, 7);
     EXPECT_EQ(std::string(key), std::string("abcd\x0a\x0a", 6));
     EXPECT_EQ(key[7], 'Z');
-    dbf_build_key(*t.table, key, 1);
+    dbf_build_key(*t.table, fields, key, 1);
     EXPECT_EQ(key[0], '\0');
 }
 
@@ -177,7 +172,7 @@ TEST(SortKey, KeysBeyondTheBufferStillEndInTheirNumber) {
     auto image = image_of({big, small}, {{"x", "b"}, {"x", "a"}, {"w", "c"}});
     EXPECT_EQ(order_of(image, "BIG;SMALL;BIG"), (std::vector<int32_t>{2, 1, 0}));
     EXPECT_EQ(order_of(image, "BIG;BIG;SMALL"), (std::vector<int32_t>{2, 0, 1}));
-    EXPECT_EQ(order_of(image, "BIG;BIG;SMALL", {.descending = 1}), (std::vector<int32_t>{1, 0, 2}));
+    EXPECT_EQ(order_of(image, "BIG;BIG;SMALL", {.descending = true}), (std::vector<int32_t>{1, 0, 2}));
     std::string twenty = "BIG";
     for (int i = 1; i < 20; ++i) twenty += ";BIG";
     EXPECT_EQ(order_of(image, twenty.c_str()), (std::vector<int32_t>{2, 0, 1}));
@@ -194,7 +189,7 @@ TEST(Order, AgreesWithAReferenceOnRandomTables) {
     const std::vector<std::vector<int>> kKeyFields = {{0}, {1}, {2}, {0, 1}, {2, 0}, {1, 2, 0}};
     for (int round = 0; round < 150; ++round) {
         int width = 1 + pick(4), list = pick(6);
-        Flags flags{.date_mode = pick(4), .case_insensitive = pick(2), .descending = pick(2)};
+        Flags flags{.date_mode = static_cast<DateMode>(pick(4)), .case_insensitive = pick(2) == 1, .descending = pick(2) == 1};
         SCOPED_TRACE(testing::Message() << "round " << round << ", " << kKeyLists[list]);
         TableImage image;
         image.fields = {{"NAME", 'C', width}, {"NUM", 'N', 7, 2}, {"DAY", 'D', 8}};

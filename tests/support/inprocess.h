@@ -1,8 +1,9 @@
 // tests/support/inprocess.h
 //
-// Runs the whole program inside the test process, in a scratch directory, so that
-// the engine's write seam (file_write_budget) reaches it: a run can be made to lose
-// its disk at the Nth write. A die() ends the run, not the test.
+// Runs the whole program inside the test process over a file system rooted in a
+// scratch directory, so that the file system's write budget reaches it: a run can
+// be made to lose its disk at the Nth write. A fatal message ends the run, not the
+// test.
 #pragma once
 
 #include <string>
@@ -11,7 +12,7 @@
 #include "support/cli.h"
 
 struct InProcessResult {
-    int status = 0;  // 0, or 1 after die
+    int status = 0;  // 0, or 1 after a fatal message
     std::string out;
 };
 

@@ -6,16 +6,11 @@
 #include <gtest/gtest.h>
 
 #include "support/cli.h"
+#include "support/engine.h"
 #include "support/table_builder.h"
 #include "table/dbf.h"
-#include "table/file_io.h"
 
 namespace {
-
-struct WriteBudget {
-    explicit WriteBudget(int64_t writes) { file_write_budget = writes; }
-    ~WriteBudget() { file_write_budget = -1; }
-};
 
 FieldDesc field_of(const char* name, char type, uint16_t wide) {
     FieldDesc desc;
@@ -35,7 +30,7 @@ int mode_of(const std::string& path) {
 
 struct Normalising {
     const char* what;
-    int kind;
+    MemoKind kind;
     char type;
     uint16_t wide, stored_wide;
     uint8_t signature;
@@ -43,17 +38,17 @@ struct Normalising {
 };
 
 const Normalising kNormalisings[] = {
-    {"D of 10 is stored with 8", MemoDbase3, 'D', 10, 8, 0x83, nullptr},
-    {"L of 3 is one letter", MemoUnknown, 'L', 3, 1, 0x03, nullptr},
-    {"I is 4 bytes", MemoVisualFoxPro, 'I', 10, 4, 0x30, nullptr},
-    {"T of 8 grows to 14 outside Visual FoxPro", MemoFoxPro, 'T', 8, 14, 0xF5, nullptr},
-    {"T of 8 stays 8 in Visual FoxPro", MemoVisualFoxPro, 'T', 8, 8, 0x30, nullptr},
-    {"M is 4 bytes in Visual FoxPro", MemoVisualFoxPro, 'M', 10, 4, 0x30, "t.fpt"},
-    {"M is 10 digits elsewhere", MemoDbase4, 'M', 4, 10, 0x8B, "t.dbt"},
-    {"B of 4 becomes a memo of 10 in dBase IV", MemoDbase4, 'B', 4, 10, 0x8B, "t.dbt"},
-    {"B of 4 becomes a double elsewhere", MemoDbase3, 'B', 4, 8, 0x83, nullptr},
-    {"C of 300 keeps its wide length", MemoDbase3, 'C', 300, 300, 0x83, nullptr},
-    {"N keeps length and decimals", MemoDbase3, 'N', 5 + 256 * 2, 5 + 256 * 2, 0x83, nullptr},
+    {"D of 10 is stored with 8", MemoKind::Dbase3, 'D', 10, 8, 0x83, nullptr},
+    {"L of 3 is one letter", MemoKind::Unknown, 'L', 3, 1, 0x03, nullptr},
+    {"I is 4 bytes", MemoKind::VisualFoxPro, 'I', 10, 4, 0x30, nullptr},
+    {"T of 8 grows to 14 outside Visual FoxPro", MemoKind::FoxPro, 'T', 8, 14, 0xF5, nullptr},
+    {"T of 8 stays 8 in Visual FoxPro", MemoKind::VisualFoxPro, 'T', 8, 8, 0x30, nullptr},
+    {"M is 4 bytes in Visual FoxPro", MemoKind::VisualFoxPro, 'M', 10, 4, 0x30, "t.fpt"},
+    {"M is 10 digits elsewhere", MemoKind::Dbase4, 'M', 4, 10, 0x8B, "t.dbt"},
+    {"B of 4 becomes a memo of 10 in dBase IV", MemoKind::Dbase4, 'B', 4, 10, 0x8B, "t.dbt"},
+    {"B of 4 becomes a double elsewhere", MemoKind::Dbase3, 'B', 4, 8, 0x83, nullptr},
+    {"C of 300 keeps its wide length", MemoKind::Dbase3, 'C', 300, 300, 0x83, nullptr},
+    {"N keeps length and decimals", MemoKind::Dbase3, 'N', 5 + 256 * 2, 5 + 256 * 2, 0x83, nullptr},
 };
 
 }  // namespace
@@ -63,7 +58,7 @@ TEST(CreateTable, NormalisesEachFieldByTheMemoFamily) {
         SCOPED_TRACE(c.what);
         ScratchDir dir;
         FieldDesc fields[1] = {field_of("F", c.type, c.wide)};
-        ASSERT_EQ(dbf_create(dir.file("t.dbf"), fields, 1, c.kind, 128, 1), 1);
+        ASSERT_TRUE(dbf_create(test_fs(), dir.file("t.dbf"), fields, 1, c.kind, 128, 1));
         EXPECT_EQ(dbf_wide_length(fields[0]), c.stored_wide) << "the caller's descriptor is normalised";
         std::string bytes = dir.read("t.dbf");
         ASSERT_EQ(bytes.size(), 65u);
@@ -81,9 +76,9 @@ TEST(CreateTable, WritesHeaderDescriptorsAndTerminatorOnly) {
     ScratchDir dir;
     mode_t old_mask = umask(027);
     FieldDesc fields[3] = {field_of("A", 'C', 3), field_of("N", 'N', 5 + 256 * 2), field_of("D", 'D', 8)};
-    int created = dbf_create(dir.file("t.dbf"), fields, 3, MemoDbase3, 128, 1);
+    bool created = dbf_create(test_fs(), dir.file("t.dbf"), fields, 3, MemoKind::Dbase3, 128, 1);
     umask(old_mask);
-    ASSERT_EQ(created, 1);
+    ASSERT_TRUE(created);
     EXPECT_EQ(mode_of(dir.file("t.dbf")), 0640) << "0644 less the umask";
     EXPECT_EQ(fields[2].record_offset, 9);
     std::string bytes = dir.read("t.dbf");
@@ -104,9 +99,9 @@ TEST(CreateTable, LayoutBeyondSixteenBitLengthsIsRefusedWithoutTouchingTheFile) 
     ScratchDir dir;
     dir.write("t.dbf", "precious");
     std::vector<FieldDesc> many(kMaxFields, field_of("A", 'C', 1));
-    EXPECT_EQ(dbf_create(dir.file("t.dbf"), many.data(), kMaxFields, MemoDbase3, 128, 1), 0);
+    EXPECT_FALSE(dbf_create(test_fs(), dir.file("t.dbf"), many.data(), kMaxFields, MemoKind::Dbase3, 128, 1));
     std::vector<FieldDesc> wide(300, field_of("W", 'C', 255));
-    EXPECT_EQ(dbf_create(dir.file("t.dbf"), wide.data(), 300, MemoDbase3, 128, 1), 0);
+    EXPECT_FALSE(dbf_create(test_fs(), dir.file("t.dbf"), wide.data(), 300, MemoKind::Dbase3, 128, 1));
     EXPECT_EQ(dir.read("t.dbf"), "precious");
 }
 
@@ -142,8 +137,8 @@ TEST(Truncate, CutsOrExtendsAndWritesTheHeader) {
         SCOPED_TRACE(count);
         ScratchDir dir;
         dir.write("t.dbf", five_letters().bytes());
-        std::unique_ptr<DbfTable> table = dbf_open(dir.file("t.dbf").c_str());
-        ASSERT_EQ(dbf_truncate(*table, count), 1);
+        std::unique_ptr<DbfTable> table = open_table(dir.file("t.dbf"));
+        ASSERT_TRUE(dbf_truncate(*table, count));
         std::string bytes = dir.read("t.dbf");
         EXPECT_EQ(bytes.substr(65), records);
         EXPECT_EQ(bytes[4], count);
@@ -154,13 +149,12 @@ TEST(Truncate, CutsOrExtendsAndWritesTheHeader) {
 TEST(Pack, CompactionRemovesDeletedRecordsHiddenOrNotAndSparesCleanTables) {
     ScratchDir dir;
     dir.write("t.dbf", five_letters().bytes());
-    std::unique_ptr<DbfTable> table = dbf_open(dir.file("t.dbf").c_str());
+    std::unique_ptr<DbfTable> table = open_table(dir.file("t.dbf"));
     table->filter_index = std::vector<int32_t>{0, 2};  // b and d hidden by a filter
-    ASSERT_EQ(dbf_pack(*table, 1), 1);
-    EXPECT_EQ(table->use_index, 1);
+    ASSERT_TRUE(dbf_pack(*table, PackMode::Records));
     std::string packed = dir.read("t.dbf");
     EXPECT_EQ(packed.substr(65), std::string(" a c e\x1A", 7));
-    EXPECT_EQ(dbf_pack(*table, 0), 1);
+    EXPECT_EQ(dbf_pack(*table, PackMode::All), 1);
     EXPECT_EQ(dir.read("t.dbf"), packed) << "nothing to remove: not even the date changes";
     EXPECT_FALSE(dir.exists("t.~bt")) << "no memo fields, no old memo file";
 }
@@ -170,10 +164,10 @@ TEST(Pack, FailureDuringCompactionLosesNoLiveRecord) {
         SCOPED_TRACE(budget);
         ScratchDir dir;
         dir.write("t.dbf", five_letters().bytes());
-        std::unique_ptr<DbfTable> table = dbf_open(dir.file("t.dbf").c_str());
+        std::unique_ptr<DbfTable> table = open_table(dir.file("t.dbf"));
         {
             WriteBudget fail_after(budget);
-            dbf_pack(*table, 1);
+            (void)dbf_pack(*table, PackMode::Records);
         }
         std::string bytes = dir.read("t.dbf"), letters;
         for (size_t at = 65; at + 2 <= bytes.size(); at += 2) letters += bytes[at + 1];
@@ -223,9 +217,9 @@ struct MemoTable {
 // Mark, key and memo text of each record, as the engine reads them back.
 std::vector<std::string> contents(const std::string& path) {
     std::vector<std::string> out;
-    std::unique_ptr<DbfTable> table = dbf_open(path.c_str());
+    std::unique_ptr<DbfTable> table = open_table(path);
     for (int32_t i = 0; table && i < dbf_record_count(*table); ++i) {
-        dbf_read_record(*table, i);
+        (void)dbf_read_record(*table, i);
         out.push_back(std::string{static_cast<char>(table->record[0]), static_cast<char>(table->record[1]), ':'} +
                       dbf_memo_read(*table, 1).value_or("-"));
     }
@@ -244,8 +238,8 @@ TEST(Pack, RebuildsTheMemoFileAndKeepsTheOldOne) {
         dir.write("t.dbf", source.image.bytes());
         dir.write(f.memo_name, source.memo.bytes());
         chmod(dir.file("t.dbf").c_str(), 0600);
-        std::unique_ptr<DbfTable> table = dbf_open(dir.file("t.dbf").c_str());
-        ASSERT_EQ(dbf_pack(*table, 0), 1);
+        std::unique_ptr<DbfTable> table = open_table(dir.file("t.dbf"));
+        ASSERT_TRUE(dbf_pack(*table, PackMode::All));
         EXPECT_EQ(dir.read(f.old_name), source.memo.bytes()) << "the old texts stay under the ~ name";
         EXPECT_EQ(contents(dir.file("t.dbf")), (std::vector<std::string>{" 1:one", " 3:-", " 4:four", " 5:one"}));
         EXPECT_EQ(mode_of(dir.file("t.dbf")), 0600) << "the rewritten table keeps its permissions";
@@ -266,18 +260,18 @@ TEST(Pack, RebuildsTheMemoFileAndKeepsTheOldOne) {
 TEST(Pack, ModesChooseRecordsOrMemo) {
     const Family& f = kFamilies[2];
     MemoTable source(f);
-    for (int mode : {1, 2}) {
-        SCOPED_TRACE(mode);
+    for (PackMode mode : {PackMode::Records, PackMode::Memo}) {
+        SCOPED_TRACE(static_cast<int>(mode));
         ScratchDir dir;
         dir.write("t.dbf", source.image.bytes());
         dir.write(f.memo_name, source.memo.bytes());
-        std::unique_ptr<DbfTable> table = dbf_open(dir.file("t.dbf").c_str());
-        ASSERT_EQ(dbf_pack(*table, mode), 1);
+        std::unique_ptr<DbfTable> table = open_table(dir.file("t.dbf"));
+        ASSERT_TRUE(dbf_pack(*table, mode));
         std::vector<std::string> expected = kBefore;
-        if (mode == 1) expected.erase(expected.begin() + 1);
+        if (mode == PackMode::Records) expected.erase(expected.begin() + 1);
         EXPECT_EQ(contents(dir.file("t.dbf")), expected);
-        EXPECT_EQ(dir.exists(f.old_name), mode == 2);
-        EXPECT_EQ(dir.read(f.memo_name).find("dead text") != std::string::npos, mode == 1);
+        EXPECT_EQ(dir.exists(f.old_name), mode == PackMode::Memo);
+        EXPECT_EQ(dir.read(f.memo_name).find("dead text") != std::string::npos, mode == PackMode::Records);
     }
 }
 
@@ -289,9 +283,9 @@ TEST(Pack, MissingMemoFileOrUnknownFamilyLeavesBlockNumbersAlone) {
         source.image.signature = signature;
         dir.write("t.dbf", source.image.bytes());
         if (signature == 0xE5) dir.write("t.smt", source.memo.bytes());
-        std::unique_ptr<DbfTable> table = dbf_open(dir.file("t.dbf").c_str());
-        ASSERT_EQ(dbf_pack(*table, 0), 1);
-        ASSERT_EQ(dbf_read_record(*table, 3), 1);
+        std::unique_ptr<DbfTable> table = open_table(dir.file("t.dbf"));
+        ASSERT_TRUE(dbf_pack(*table, PackMode::All));
+        ASSERT_TRUE(dbf_read_record(*table, 3));
         EXPECT_EQ(std::string(table->record.begin(), table->record.begin() + 12), source.image.records[4]);
         EXPECT_FALSE(dir.exists("t.~bt") || dir.exists("t.~mt"));
     }
@@ -301,17 +295,17 @@ TEST(Pack, FailingMemoRebuildLeavesTableAndMemoAsTheyWere) {
     for (const Family& f : kFamilies) {
         SCOPED_TRACE(f.what);
         MemoTable source(f);
-        int packed = 0;
+        bool packed = false;
         int budget = 0;
         for (; !packed && budget < 100; ++budget) {
             SCOPED_TRACE(budget);
             ScratchDir dir;
             dir.write("t.dbf", source.image.bytes());
             dir.write(f.memo_name, source.memo.bytes());
-            std::unique_ptr<DbfTable> table = dbf_open(dir.file("t.dbf").c_str());
+            std::unique_ptr<DbfTable> table = open_table(dir.file("t.dbf"));
             {
                 WriteBudget fail_after(budget);
-                packed = dbf_pack(*table, 2);
+                packed = dbf_pack(*table, PackMode::Memo);
             }
             if (packed) break;
             EXPECT_EQ(dir.read("t.dbf"), source.image.bytes());
@@ -334,9 +328,9 @@ TEST(Pack, BinaryMemoKeepsTheBytesBehindItsFirstNul) {
     image.add({std::to_string(memo.add(object, 2))});
     dir.write("t.dbf", image.bytes());
     dir.write("t.fpt", memo.bytes());
-    std::unique_ptr<DbfTable> table = dbf_open(dir.file("t.dbf").c_str());
-    ASSERT_EQ(dbf_pack(*table, 0), 1);
-    ASSERT_EQ(dbf_read_record(*table, 0), 1);
+    std::unique_ptr<DbfTable> table = open_table(dir.file("t.dbf"));
+    ASSERT_TRUE(dbf_pack(*table, PackMode::All));
+    ASSERT_TRUE(dbf_read_record(*table, 0));
     EXPECT_EQ(dbf_memo_read_bytes(*table, 0), object);
     EXPECT_EQ(dir.read("t.fpt").find("unused"), std::string::npos);
 }

@@ -5,6 +5,7 @@
 #include <memory>
 
 #include "support/cli.h"
+#include "support/engine.h"
 #include "support/table_builder.h"
 #include "table/dbf.h"
 
@@ -13,9 +14,9 @@ namespace {
 // Writes the image, opens it and reads record 0 when there is one.
 std::unique_ptr<DbfTable> open_image(const ScratchDir& dir, const TableImage& image) {
     dir.write("t.dbf", image.bytes());
-    std::unique_ptr<DbfTable> table = dbf_open(dir.file("t.dbf").c_str());
+    std::unique_ptr<DbfTable> table = open_table(dir.file("t.dbf"));
     if (table && !image.records.empty()) {
-        EXPECT_EQ(dbf_read_record(*table, 0), 1);
+        EXPECT_TRUE(dbf_read_record(*table, 0));
     }
     return table;
 }
@@ -36,84 +37,85 @@ struct Layout {
     int decimals = 0;
 };
 
-struct Rendering {
+struct Shown {
     const char* what;
     Layout field;
     std::string stored;
-    int date_mode;
-    int trim_mode;
+    DateMode date_mode;
+    TrimMode trim_mode;
     std::string shown;
+    Rendering how = Rendering::Display;
 };
 
 const std::string k10(10, ' '), k19(19, ' ');
 
-const Rendering kRenderings[] = {
-    {"C untrimmed", {'C', 6}, "  ab  ", 0, TrimNone, "  ab  "},
-    {"C trim right", {'C', 6}, "  ab  ", 0, TrimRight, "  ab"},
-    {"C trim left", {'C', 6}, "  ab  ", 0, TrimLeft, "ab  "},
-    {"C trim all", {'C', 6}, "  ab  ", 0, TrimAll, "ab"},
-    {"C all blank trim all", {'C', 6}, "", 0, TrimAll, ""},
-    {"C trims blanks only, not tabs", {'C', 4}, "\tx\t", 0, TrimAll, "\tx\t"},
-    {"C embedded zero ends the text", {'C', 5}, std::string("ab\0cd", 5), 0, TrimNone, "ab"},
-    {"L shows the stored letter", {'L', 1}, "?", 0, TrimNone, "?"},
-    {"N 8.2 pads left", {'N', 8, 2}, "1.5", 0, TrimNone, "    1.50"},
-    {"blank N reads as zero", {'N', 8, 2}, "", 0, TrimNone, "    0.00"},
-    {"N wider than its field", {'N', 4, 2}, "9999", 0, TrimNone, "9999.00"},
-    {"N longer than 31 bytes", {'N', 40, 30}, "1.25", 0, TrimNone,
+const Shown kRenderings[] = {
+    {"C untrimmed", {'C', 6}, "  ab  ", DateMode::Asis, TrimMode::None, "  ab  "},
+    {"C trim right", {'C', 6}, "  ab  ", DateMode::Asis, TrimMode::Right, "  ab"},
+    {"C trim left", {'C', 6}, "  ab  ", DateMode::Asis, TrimMode::Left, "ab  "},
+    {"C trim all", {'C', 6}, "  ab  ", DateMode::Asis, TrimMode::All, "ab"},
+    {"C all blank trim all", {'C', 6}, "", DateMode::Asis, TrimMode::All, ""},
+    {"C trims blanks only, not tabs", {'C', 4}, "\tx\t", DateMode::Asis, TrimMode::All, "\tx\t"},
+    {"C embedded zero ends the text", {'C', 5}, std::string("ab\0cd", 5), DateMode::Asis, TrimMode::None, "ab"},
+    {"L shows the stored letter", {'L', 1}, "?", DateMode::Asis, TrimMode::None, "?"},
+    {"N 8.2 pads left", {'N', 8, 2}, "1.5", DateMode::Asis, TrimMode::None, "    1.50"},
+    {"blank N reads as zero", {'N', 8, 2}, "", DateMode::Asis, TrimMode::None, "    0.00"},
+    {"N wider than its field", {'N', 4, 2}, "9999", DateMode::Asis, TrimMode::None, "9999.00"},
+    {"N longer than 31 bytes", {'N', 40, 30}, "1.25", DateMode::Asis, TrimMode::None,
      "        1.250000000000000000000000000000"},
-    {"F rounds half to even", {'F', 6, 1}, "-2.25", 0, TrimNone, "  -2.2"},
-    {"Y in 24 columns", {'Y', 8, 4}, le64(123456), 0, TrimNone, "                 12.3456"},
-    {"I in 10 columns", {'I', 4}, le32(-5), 0, TrimNone, "        -5"},
-    {"I wider than 10 columns", {'I', 4}, le32(INT32_MIN), 0, TrimNone, "-2147483648"},
-    {"B double with decimals", {'B', 8, 3}, double_bytes(2.5), 0, TrimNone, "               2.500"},
-    {"B memo of wide length 10", {'B', 10}, "17", 0, TrimNone, "Full memo "},
-    {"B of length 4 holds a block number", {'B', 4}, le32(3), 0, TrimNone, "Full memo "},
-    {"M block 17", {'M', 10}, "        17", 0, TrimNone, "Full memo "},
-    {"M blank", {'M', 10}, "", 0, TrimNone, "Empty memo"},
-    {"M binary block", {'M', 4}, le32(17), 0, TrimNone, "Full memo "},
-    {"M binary block 0", {'M', 4}, le32(0), 0, TrimNone, "Empty memo"},
-    {"0 field is empty", {'0', 1}, "\x01", 0, TrimNone, ""},
+    {"F rounds half to even", {'F', 6, 1}, "-2.25", DateMode::Asis, TrimMode::None, "  -2.2"},
+    {"Y in 24 columns", {'Y', 8, 4}, le64(123456), DateMode::Asis, TrimMode::None, "                 12.3456"},
+    {"I in 10 columns", {'I', 4}, le32(-5), DateMode::Asis, TrimMode::None, "        -5"},
+    {"I wider than 10 columns", {'I', 4}, le32(INT32_MIN), DateMode::Asis, TrimMode::None, "-2147483648"},
+    {"B double with decimals", {'B', 8, 3}, double_bytes(2.5), DateMode::Asis, TrimMode::None, "               2.500"},
+    {"B memo of wide length 10", {'B', 10}, "17", DateMode::Asis, TrimMode::None, "Full memo "},
+    {"B of length 4 holds a block number", {'B', 4}, le32(3), DateMode::Asis, TrimMode::None, "Full memo "},
+    {"M block 17", {'M', 10}, "        17", DateMode::Asis, TrimMode::None, "Full memo "},
+    {"M blank", {'M', 10}, "", DateMode::Asis, TrimMode::None, "Empty memo"},
+    {"M binary block", {'M', 4}, le32(17), DateMode::Asis, TrimMode::None, "Full memo "},
+    {"M binary block 0", {'M', 4}, le32(0), DateMode::Asis, TrimMode::None, "Empty memo"},
+    {"0 field is empty", {'0', 1}, "\x01", DateMode::Asis, TrimMode::None, ""},
 
-    {"D asis", {'D', 8}, "20010314", DateAsis, TrimNone, "20010314"},
-    {"D dmy", {'D', 8}, "20010314", DateDmy, TrimNone, "14.03.2001"},
-    {"D mdy", {'D', 8}, "20010314", DateMdy, TrimNone, "03.14.2001"},
-    {"D sort-key mode shows the digits", {'D', 8}, "20010314", DateYmd + 4, TrimNone, "20010314"},
-    {"blank D asis", {'D', 8}, "", DateAsis, TrimNone, "        "},
-    {"blank D dmy", {'D', 8}, "", DateDmy, TrimAll, k10},
-    {"D before 1901 is blank", {'D', 8}, "18991231", DateDmy, TrimNone, k10},
-    {"D 13 December 1901 is blank", {'D', 8}, "19011213", DateDmy, TrimNone, k10},
-    {"D 14 December 1901 shows", {'D', 8}, "19011214", DateDmy, TrimNone, "14.12.1901"},
-    {"D 19 January 2038 shows", {'D', 8}, "20380119", DateDmy, TrimNone, "19.01.2038"},
-    {"D 20 January 2038 is blank", {'D', 8}, "20380120", DateDmy, TrimNone, k10},
-    {"D 30 February keeps its digits", {'D', 8}, "20010230", DateDmy, TrimNone, "30.02.2001"},
-    {"D short field lacks the day", {'D', 6}, "200103", DateDmy, TrimNone, "00.03.2001"},
+    {"D asis", {'D', 8}, "20010314", DateMode::Asis, TrimMode::None, "20010314"},
+    {"D dmy", {'D', 8}, "20010314", DateMode::Dmy, TrimMode::None, "14.03.2001"},
+    {"D mdy", {'D', 8}, "20010314", DateMode::Mdy, TrimMode::None, "03.14.2001"},
+    {"D sort-key mode shows the digits", {'D', 8}, "20010314", DateMode::Ymd, TrimMode::None, "20010314", Rendering::Key},
+    {"blank D asis", {'D', 8}, "", DateMode::Asis, TrimMode::None, "        "},
+    {"blank D dmy", {'D', 8}, "", DateMode::Dmy, TrimMode::All, k10},
+    {"D before 1901 is blank", {'D', 8}, "18991231", DateMode::Dmy, TrimMode::None, k10},
+    {"D 13 December 1901 is blank", {'D', 8}, "19011213", DateMode::Dmy, TrimMode::None, k10},
+    {"D 14 December 1901 shows", {'D', 8}, "19011214", DateMode::Dmy, TrimMode::None, "14.12.1901"},
+    {"D 19 January 2038 shows", {'D', 8}, "20380119", DateMode::Dmy, TrimMode::None, "19.01.2038"},
+    {"D 20 January 2038 is blank", {'D', 8}, "20380120", DateMode::Dmy, TrimMode::None, k10},
+    {"D 30 February keeps its digits", {'D', 8}, "20010230", DateMode::Dmy, TrimMode::None, "30.02.2001"},
+    {"D short field lacks the day", {'D', 6}, "200103", DateMode::Dmy, TrimMode::None, "00.03.2001"},
 
-    {"T day number dmy", {'T', 8}, day_time(2451545, 45296000), DateDmy, TrimNone, "01.01.2000 12:34:56"},
-    {"T day number mdy", {'T', 8}, day_time(2451545, 45296999), DateMdy, TrimNone, "01.01.2000 12:34:56"},
-    {"T day number on 29 February", {'T', 8}, day_time(2451604, 0), DateYmd, TrimNone, "2000.02.29 00:00:00"},
-    {"T asis shows stored bytes up to a zero", {'T', 8}, day_time(2451545, 0), DateAsis, TrimNone, "Yh%"},
-    {"T zero bytes asis", {'T', 8}, "", DateAsis, TrimNone, k19},
-    {"T zero bytes dmy", {'T', 8}, "", DateDmy, TrimNone, k19},
-    {"T last second of 32-bit time", {'T', 8}, day_time(2465443, 11647000), DateDmy, TrimNone,
+    {"T day number dmy", {'T', 8}, day_time(2451545, 45296000), DateMode::Dmy, TrimMode::None, "01.01.2000 12:34:56"},
+    {"T day number mdy", {'T', 8}, day_time(2451545, 45296999), DateMode::Mdy, TrimMode::None, "01.01.2000 12:34:56"},
+    {"T day number on 29 February", {'T', 8}, day_time(2451604, 0), DateMode::Ymd, TrimMode::None, "2000.02.29 00:00:00"},
+    {"T asis shows stored bytes up to a zero", {'T', 8}, day_time(2451545, 0), DateMode::Asis, TrimMode::None, "Yh%"},
+    {"T zero bytes asis", {'T', 8}, "", DateMode::Asis, TrimMode::None, k19},
+    {"T zero bytes dmy", {'T', 8}, "", DateMode::Dmy, TrimMode::None, k19},
+    {"T last second of 32-bit time", {'T', 8}, day_time(2465443, 11647000), DateMode::Dmy, TrimMode::None,
      "19.01.2038 03:14:07"},
-    {"T one second later is blank", {'T', 8}, day_time(2465443, 11648000), DateDmy, TrimNone, k19},
-    {"T past year 9999 is blank", {'T', 8}, day_time(5373485, 0), DateDmy, TrimNone, k19},
-    {"T most negative day is blank", {'T', 8}, day_time(INT32_MIN, INT32_MIN), DateDmy, TrimNone, k19},
-    {"T text ymd", {'T', 14}, "20010314123456", DateYmd, TrimNone, "2001.03.14 12:34:56"},
-    {"blank T text", {'T', 14}, "", DateAsis, TrimNone, k19},
+    {"T one second later is blank", {'T', 8}, day_time(2465443, 11648000), DateMode::Dmy, TrimMode::None, k19},
+    {"T past year 9999 is blank", {'T', 8}, day_time(5373485, 0), DateMode::Dmy, TrimMode::None, k19},
+    {"T most negative day is blank", {'T', 8}, day_time(INT32_MIN, INT32_MIN), DateMode::Dmy, TrimMode::None, k19},
+    {"T text ymd", {'T', 14}, "20010314123456", DateMode::Ymd, TrimMode::None, "2001.03.14 12:34:56"},
+    {"blank T text", {'T', 14}, "", DateMode::Asis, TrimMode::None, k19},
 };
 
 }  // namespace
 
 TEST(FieldRead, RendersEachStoredForm) {
     ScratchDir dir;
-    for (const Rendering& r : kRenderings) {
+    for (const Shown& r : kRenderings) {
         SCOPED_TRACE(r.what);
         auto table = one_field(dir, {"F", r.field.type, r.field.length, r.field.decimals}, r.stored);
         ASSERT_NE(table, nullptr);
-        table->date_mode = r.date_mode;
-        table->trim_mode = r.trim_mode;
-        EXPECT_EQ(std::string(dbf_field_text(*table, 0)), r.shown);
+        table->settings.date_mode = r.date_mode;
+        table->settings.trim_mode = r.trim_mode;
+        EXPECT_EQ(std::string(dbf_field_text(*table, 0, r.how)), r.shown);
     }
 }
 
@@ -121,7 +123,7 @@ TEST(FieldRead, DateDelimiterAppliesToRendering) {
     ScratchDir dir;
     auto t = one_field(dir, {"T", 'T', 14}, "20010314123456");
     dbf_set_date_delimiter(*t, '/');
-    t->date_mode = DateDmy;
+    t->settings.date_mode = DateMode::Dmy;
     EXPECT_STREQ(dbf_field_text(*t, 0), "14/03/2001 12:34:56");
 }
 
@@ -170,26 +172,26 @@ TEST(FieldRead, SystemAndUnknownTypes) {
 }
 
 TEST(FieldRead, DisplayWidthsAndTypeNames) {
-    struct Case { Layout field; int date_mode; int width; const char* name; };
+    struct Case { Layout field; DateMode date_mode; int width; const char* name; };
     const Case cases[] = {
-        {{'C', 300}, 0, 300, "Character"},
-        {{'D', 8}, DateAsis, 8, "Date"},
-        {{'D', 8}, DateMdy, 10, "Date"},
-        {{'T', 8}, DateAsis, 8, "DateTime"},
-        {{'T', 14}, DateAsis, 14, "DateTime"},
-        {{'T', 8}, DateYmd, 19, "DateTime"},
-        {{'M', 4}, 0, 10, "Memo"},
-        {{'I', 4}, 0, 10, "Integer"},
-        {{'Y', 8, 4}, 0, 24, "Currency"},
-        {{'B', 8}, 0, 20, "Double"},
-        {{'B', 10}, 0, 10, "Binary"},
-        {{'B', 4}, 0, 20, "Binary"},
+        {{'C', 300}, DateMode::Asis, 300, "Character"},
+        {{'D', 8}, DateMode::Asis, 8, "Date"},
+        {{'D', 8}, DateMode::Mdy, 10, "Date"},
+        {{'T', 8}, DateMode::Asis, 8, "DateTime"},
+        {{'T', 14}, DateMode::Asis, 14, "DateTime"},
+        {{'T', 8}, DateMode::Ymd, 19, "DateTime"},
+        {{'M', 4}, DateMode::Asis, 10, "Memo"},
+        {{'I', 4}, DateMode::Asis, 10, "Integer"},
+        {{'Y', 8, 4}, DateMode::Asis, 24, "Currency"},
+        {{'B', 8}, DateMode::Asis, 20, "Double"},
+        {{'B', 10}, DateMode::Asis, 10, "Binary"},
+        {{'B', 4}, DateMode::Asis, 20, "Binary"},
     };
     ScratchDir dir;
     for (const Case& c : cases) {
         SCOPED_TRACE(testing::Message() << c.field.type << c.field.length);
         auto table = one_field(dir, {"F", c.field.type, c.field.length, c.field.decimals}, "");
-        table->date_mode = c.date_mode;
+        table->settings.date_mode = c.date_mode;
         EXPECT_EQ(dbf_display_width(*table, 0), c.width);
         EXPECT_STREQ(dbf_type_name(*table, 0), c.name);
     }
@@ -208,7 +210,7 @@ TEST(FieldRead, FieldsPastTheRecordBufferReadAsMissing) {
     image.record_length = kRecordBufferSize;
     auto table = open_image(dir, image);
     ASSERT_NE(table, nullptr);
-    table->date_mode = DateDmy;
+    table->settings.date_mode = DateMode::Dmy;
     EXPECT_STREQ(dbf_field_text(*table, 1), "edge");
     const char* const shown[] = {"    0.00", "         0", "          ", k19.c_str(), k19.c_str(),
                                  "",         "Empty memo", "",           "                  0.0000",
@@ -233,6 +235,6 @@ TEST(FieldRead, WidestCharacterFieldFitsTheValueBuffer) {
     image.add({std::string(65534, 'z')});
     auto table = open_image(dir, image);
     ASSERT_NE(table, nullptr);
-    table->trim_mode = TrimAll;
+    table->settings.trim_mode = TrimMode::All;
     EXPECT_EQ(std::strlen(dbf_field_text(*table, 0)), 65534u);
 }

@@ -5,6 +5,7 @@
 #include <limits>
 
 #include "support/cli.h"
+#include "support/engine.h"
 #include "support/table_builder.h"
 #include "table/dbf.h"
 
@@ -26,15 +27,15 @@ struct OneField {
     ScratchDir dir;
     std::unique_ptr<DbfTable> table;
 
-    OneField(const Shape& shape, const std::string& before, int date_mode = DateAsis) {
+    OneField(const Shape& shape, const std::string& before, DateMode date_mode = DateMode::Asis) {
         TableImage image;
         image.fields = {{"F", shape.type, shape.length, shape.decimals}, {"NEXT", 'C', 2}};
         image.add({before, "zz"});
         dir.write("t.dbf", image.bytes());
-        table = dbf_open(dir.file("t.dbf").c_str());
+        table = open_table(dir.file("t.dbf"));
         if (!table) return;
-        dbf_read_record(*table, 0);
-        table->date_mode = date_mode;
+        (void)dbf_read_record(*table, 0);
+        table->settings.date_mode = date_mode;
     }
 
     std::string bytes(int field) const {
@@ -91,7 +92,7 @@ TEST(FieldWrite, StoresNumbers) {
         SCOPED_TRACE(s.what);
         OneField t(s.field, s.before);
         ASSERT_TRUE(t.table);
-        dbf_field_set(*t.table, 0, nullptr, s.number);
+        (void)dbf_field_set(*t.table, 0, nullptr, s.number);
         EXPECT_EQ(t.bytes(0), s.after);
         EXPECT_EQ(t.bytes(1), "zz");
     }
@@ -101,7 +102,7 @@ struct TextStore {
     const char* what;
     Shape field;
     std::string before;
-    int date_mode;
+    DateMode date_mode;
     const char* text;
     std::string after;
 };
@@ -110,34 +111,34 @@ std::string day_and_ms(int32_t day, int32_t ms) { return le32(day) + le32(ms); }
 
 std::vector<TextStore> text_stores() {
     return {
-    {"C keeps the bytes behind a short text", {'C', 5}, "abcde", DateAsis, "xy", "xycde"},
-    {"C cuts a long text", {'C', 3}, "abc", DateAsis, "hello", "hel"},
-    {"C of 300 bytes", {'C', 300}, "", DateAsis, "wide", "wide" + std::string(296, ' ')},
-    {"L from yes", {'L', 1}, "?", DateAsis, "yes", "Y"},
-    {"L from t", {'L', 1}, "?", DateAsis, "t", "T"},
-    {"L from n", {'L', 1}, "?", DateAsis, "n", "N"},
-    {"L from x", {'L', 1}, "?", DateAsis, "x", " "},
-    {"L from an empty text", {'L', 1}, "?", DateAsis, "", " "},
-    {"D dmy with dots", {'D', 8}, "19990101", DateDmy, "14.03.2001", "20010314"},
-    {"D dmy with slashes", {'D', 8}, "19990101", DateDmy, "14/03/2001", "20010314"},
-    {"D mdy", {'D', 8}, "19990101", DateMdy, "03-14-2001", "20010314"},
-    {"D ymd", {'D', 8}, "19990101", DateYmd, "2001.03.14", "20010314"},
-    {"D asis", {'D', 8}, "19990101", DateAsis, "20010314", "20010314"},
-    {"D asis uses only 8 of 10 characters", {'D', 8}, "19990101", DateAsis, "2001031499", "20010314"},
-    {"D dmy blanks blank the field", {'D', 8}, "19990101", DateDmy, "          ", "        "},
-    {"D dmy day 0 blanks the field", {'D', 8}, "19990101", DateDmy, "00.03.2001", "        "},
-    {"D dmy month 13 passes", {'D', 8}, "19990101", DateDmy, "14.13.2001", "20011314"},
-    {"T of 14 in mdy", {'T', 14}, "19990101000000", DateMdy, "03.14.2001 12:34:56", "20010314123456"},
-    {"T of 14 in asis", {'T', 14}, "19990101000000", DateAsis, "20010314123456", "20010314123456"},
-    {"T of 8 in asis", {'T', 8}, "", DateAsis, "20000101123456", day_and_ms(2451545, 45296000)},
-    {"T of 8 in dmy", {'T', 8}, "", DateDmy, "01.03.2000 00:00:01", day_and_ms(2451605, 1000)},
-    {"T of 8 in a common year", {'T', 8}, "", DateAsis, "19000301000000", day_and_ms(2415080, 0)},
-    {"T of 8 with month 13 stores nothing", {'T', 8}, day_and_ms(7, 7), DateAsis, "20001301000000",
+    {"C keeps the bytes behind a short text", {'C', 5}, "abcde", DateMode::Asis, "xy", "xycde"},
+    {"C cuts a long text", {'C', 3}, "abc", DateMode::Asis, "hello", "hel"},
+    {"C of 300 bytes", {'C', 300}, "", DateMode::Asis, "wide", "wide" + std::string(296, ' ')},
+    {"L from yes", {'L', 1}, "?", DateMode::Asis, "yes", "Y"},
+    {"L from t", {'L', 1}, "?", DateMode::Asis, "t", "T"},
+    {"L from n", {'L', 1}, "?", DateMode::Asis, "n", "N"},
+    {"L from x", {'L', 1}, "?", DateMode::Asis, "x", " "},
+    {"L from an empty text", {'L', 1}, "?", DateMode::Asis, "", " "},
+    {"D dmy with dots", {'D', 8}, "19990101", DateMode::Dmy, "14.03.2001", "20010314"},
+    {"D dmy with slashes", {'D', 8}, "19990101", DateMode::Dmy, "14/03/2001", "20010314"},
+    {"D mdy", {'D', 8}, "19990101", DateMode::Mdy, "03-14-2001", "20010314"},
+    {"D ymd", {'D', 8}, "19990101", DateMode::Ymd, "2001.03.14", "20010314"},
+    {"D asis", {'D', 8}, "19990101", DateMode::Asis, "20010314", "20010314"},
+    {"D asis uses only 8 of 10 characters", {'D', 8}, "19990101", DateMode::Asis, "2001031499", "20010314"},
+    {"D dmy blanks blank the field", {'D', 8}, "19990101", DateMode::Dmy, "          ", "        "},
+    {"D dmy day 0 blanks the field", {'D', 8}, "19990101", DateMode::Dmy, "00.03.2001", "        "},
+    {"D dmy month 13 passes", {'D', 8}, "19990101", DateMode::Dmy, "14.13.2001", "20011314"},
+    {"T of 14 in mdy", {'T', 14}, "19990101000000", DateMode::Mdy, "03.14.2001 12:34:56", "20010314123456"},
+    {"T of 14 in asis", {'T', 14}, "19990101000000", DateMode::Asis, "20010314123456", "20010314123456"},
+    {"T of 8 in asis", {'T', 8}, "", DateMode::Asis, "20000101123456", day_and_ms(2451545, 45296000)},
+    {"T of 8 in dmy", {'T', 8}, "", DateMode::Dmy, "01.03.2000 00:00:01", day_and_ms(2451605, 1000)},
+    {"T of 8 in a common year", {'T', 8}, "", DateMode::Asis, "19000301000000", day_and_ms(2415080, 0)},
+    {"T of 8 with month 13 stores nothing", {'T', 8}, day_and_ms(7, 7), DateMode::Asis, "20001301000000",
      day_and_ms(7, 7)},
-    {"T of 8 with day 0 blanks", {'T', 8}, day_and_ms(7, 7), DateAsis, "20000100000000",
+    {"T of 8 with day 0 blanks", {'T', 8}, day_and_ms(7, 7), DateMode::Asis, "20000100000000",
      std::string(8, '\0')},
-    {"G takes no text", {'G', 10}, "         3", DateAsis, "picture", "         3"},
-    {"system field takes nothing", {'0', 2}, "ab", DateAsis, "xy", "ab"},
+    {"G takes no text", {'G', 10}, "         3", DateMode::Asis, "picture", "         3"},
+    {"system field takes nothing", {'0', 2}, "ab", DateMode::Asis, "xy", "ab"},
     };
 }
 
@@ -146,7 +147,7 @@ TEST(FieldWrite, StoresTexts) {
         SCOPED_TRACE(s.what);
         OneField t(s.field, s.before, s.date_mode);
         ASSERT_TRUE(t.table);
-        dbf_field_set(*t.table, 0, s.text, 99);
+        (void)dbf_field_set(*t.table, 0, s.text, 99);
         EXPECT_EQ(t.bytes(0), s.after);
         EXPECT_EQ(t.bytes(1), "zz");
     }
@@ -156,7 +157,7 @@ TEST(FieldWrite, GFieldLeavesTheMemoFileAlone) {
     OneField t({'G', 10}, "");
     std::string memo = MemoImage(MemoImage::Dbase3).bytes();
     t.dir.write("t.dbt", memo);
-    dbf_field_set(*t.table, 0, "picture", 0);
+    (void)dbf_field_set(*t.table, 0, "picture", 0);
     EXPECT_EQ(t.dir.read("t.dbt"), memo);
     EXPECT_EQ(t.bytes(0), std::string(10, ' '));
 }
@@ -179,7 +180,7 @@ TEST(FieldWrite, CalendarValuesThatHaveNoStoredForm) {
     for (const Case& c : cases) {
         SCOPED_TRACE(c.what);
         OneField t(c.field, c.before);
-        dbf_store_datetime(*t.table, 0, c.year, c.month, c.day, 0, 0, 0);
+        (void)dbf_store_datetime(*t.table, 0, c.year, c.month, c.day, 0, 0, 0);
         EXPECT_EQ(t.bytes(0), c.before);
     }
 }
@@ -187,10 +188,10 @@ TEST(FieldWrite, CalendarValuesThatHaveNoStoredForm) {
 TEST(FieldWrite, MemoFieldTakesTextThroughTheMemoFile) {
     OneField t({'M', 10}, "");
     t.dir.write("t.dbt", MemoImage(MemoImage::Dbase3).bytes());
-    dbf_field_set(*t.table, 0, "hello", 0);
+    (void)dbf_field_set(*t.table, 0, "hello", 0);
     EXPECT_EQ(t.bytes(0), "         1");
     EXPECT_EQ(dbf_memo_read(*t.table, 0), "hello");
-    dbf_field_set(*t.table, 0, "", 0);
+    (void)dbf_field_set(*t.table, 0, "", 0);
     EXPECT_EQ(t.bytes(0), "         1") << "an empty text changes nothing";
 }
 

@@ -4,9 +4,9 @@
 #include <sys/stat.h>
 
 #include "support/cli.h"
+#include "support/engine.h"
 #include "support/table_builder.h"
 #include "table/dbf.h"
-#include "table/file_io.h"
 
 namespace {
 
@@ -20,7 +20,7 @@ const char* memo_name(uint8_t signature) {
 
 // A one-field table `t.dbf` whose first record holds `block`, beside a memo file
 // (none if `memo` has no value). The record is read into the buffer.
-std::unique_ptr<DbfTable> open_table(const ScratchDir& dir, uint8_t signature, const std::optional<std::string>& memo,
+std::unique_ptr<DbfTable> open_memo_table(const ScratchDir& dir, uint8_t signature, const std::optional<std::string>& memo,
                                      const std::string& block = "", FieldSpec field = {"NOTE", 'M', 10}) {
     TableImage image;
     image.signature = signature;
@@ -28,8 +28,8 @@ std::unique_ptr<DbfTable> open_table(const ScratchDir& dir, uint8_t signature, c
     image.add({block, "zz"});
     dir.write("t.dbf", image.bytes());
     if (memo) dir.write(memo_name(signature), *memo);
-    std::unique_ptr<DbfTable> table = dbf_open(dir.file("t.dbf").c_str());
-    if (table) dbf_read_record(*table, 0);
+    std::unique_ptr<DbfTable> table = open_table(dir.file("t.dbf"));
+    if (table) (void)dbf_read_record(*table, 0);
     return table;
 }
 
@@ -104,20 +104,10 @@ TEST(MemoRead, ReadsEachLayoutAndRefusesDamage) {
     for (const ReadCase& c : read_cases()) {
         SCOPED_TRACE(c.what);
         ScratchDir dir;
-        auto table = open_table(dir, c.signature, c.memo, c.block, c.field);
+        auto table = open_memo_table(dir, c.signature, c.memo, c.block, c.field);
         ASSERT_TRUE(table);
-        table->memo_text = "parked";
         EXPECT_EQ(dbf_memo_read(*table, 0), c.text);
-        EXPECT_EQ(table->memo_fd, 0);
     }
-}
-
-TEST(MemoRead, DropsAParkedText) {
-    ScratchDir dir;
-    auto table = open_table(dir, 0x03, MemoImage(MemoImage::Dbase3).bytes(), "1");
-    table->memo_text = "parked";
-    dbf_memo_read(*table, 0);
-    EXPECT_FALSE(table->memo_text);
 }
 
 struct GrowthCase {
@@ -144,10 +134,9 @@ TEST(MemoWrite, AppendsAndAdvancesNextFree) {
         ScratchDir dir;
         MemoImage fresh(c.layout, c.block_size);
         int32_t first = static_cast<int32_t>(fresh.data.size() / static_cast<size_t>(fresh.block_size));
-        auto table = open_table(dir, c.signature, fresh.bytes());
+        auto table = open_memo_table(dir, c.signature, fresh.bytes());
         std::string text(c.length, 'q');
-        ASSERT_EQ(dbf_store_memo(*table, 0, text.c_str()), 1);
-        EXPECT_EQ(table->memo_fd, 0);
+        ASSERT_TRUE(dbf_store_memo(*table, 0, text.c_str()));
         EXPECT_EQ(dbf_field_atol(*table, 0), first);
         EXPECT_EQ(dbf_memo_read(*table, 0), text);
         // What an independent image builder makes of the same text, byte for byte.
@@ -161,8 +150,8 @@ TEST(MemoWrite, AppendsAndAdvancesNextFree) {
 
 TEST(MemoWrite, SecondShortTextOfANewDbase3FileGoesToBlock2) {
     ScratchDir dir;
-    auto table = open_table(dir, 0x03, std::nullopt);
-    ASSERT_EQ(dbf_create_memo(table->path, MemoDbase3, 0), 1);
+    auto table = open_memo_table(dir, 0x03, std::nullopt);
+    ASSERT_TRUE(dbf_create_memo(test_fs(), table->path, MemoKind::Dbase3, 0));
     EXPECT_EQ(dbf_memo_write(*table, "one"), 1);
     EXPECT_EQ(dbf_memo_write(*table, "two"), 2);
     EXPECT_EQ(dir.read("t.dbt").substr(0, 4), le32(3));
@@ -170,8 +159,8 @@ TEST(MemoWrite, SecondShortTextOfANewDbase3FileGoesToBlock2) {
 
 TEST(MemoWrite, BlockNumberInABinaryField) {
     ScratchDir dir;
-    auto table = open_table(dir, 0x30, MemoImage(MemoImage::FoxPro, 64).bytes(), "", {"NOTE", 'M', 4});
-    ASSERT_EQ(dbf_store_memo(*table, 0, "abc"), 1);
+    auto table = open_memo_table(dir, 0x30, MemoImage(MemoImage::FoxPro, 64).bytes(), "", {"NOTE", 'M', 4});
+    ASSERT_TRUE(dbf_store_memo(*table, 0, "abc"));
     EXPECT_EQ(dbf_field_int(*table, 0), 8);
     EXPECT_EQ(dbf_memo_read(*table, 0), "abc");
     EXPECT_EQ(std::string(reinterpret_cast<char*>(table->record.data()) + 5, 2), "zz");
@@ -210,12 +199,13 @@ TEST(MemoWrite, RefusesWithoutHarm) {
     for (const RefusedWrite& c : refused_writes()) {
         SCOPED_TRACE(c.what);
         ScratchDir dir;
-        auto table = open_table(dir, c.signature, c.memo, "    12");
-        file_write_budget = c.write_budget;
-        int stored = dbf_store_memo(*table, 0, c.text.c_str());
-        file_write_budget = -1;
-        EXPECT_EQ(stored, 0);
-        EXPECT_EQ(table->memo_fd, 0);
+        auto table = open_memo_table(dir, c.signature, c.memo, "    12");
+        bool stored;
+        {
+            WriteBudget budget(c.write_budget);
+            stored = dbf_store_memo(*table, 0, c.text.c_str());
+        }
+        EXPECT_FALSE(stored);
         EXPECT_EQ(dbf_field_atol(*table, 0), 12) << "the field keeps its block number";
         if (c.memo) {
             EXPECT_EQ(dir.read(memo_name(c.signature)).substr(0, 24), c.memo->substr(0, 24));
@@ -244,16 +234,15 @@ TEST(MemoBlockSize, ByLayout) {
     for (const Case& c : cases) {
         SCOPED_TRACE(c.what);
         ScratchDir dir;
-        auto table = open_table(dir, c.signature, c.memo);
+        auto table = open_memo_table(dir, c.signature, c.memo);
         EXPECT_EQ(dbf_memo_block_size(*table), c.size);
-        EXPECT_EQ(table->memo_fd, 0);
     }
 }
 
 TEST(MemoCreate, WritesTheHeaderOfEachKind) {
     struct Case {
         const char* what;
-        int kind;
+        MemoKind kind;
         int block_size;
         const char* name;
         size_t header_size;
@@ -262,20 +251,20 @@ TEST(MemoCreate, WritesTheHeaderOfEachKind) {
     };
     const std::string zero2(2, '\0'), zero4(4, '\0');
     const Case cases[] = {
-        {"dBase III ignores the block size", MemoDbase3, 128, "t.dbt", 512, le32(1) + zero4, zero4},
-        {"FoxPro block 128 starts at 4", MemoFoxPro, 128, "t.fpt", 512, be32(4) + zero2 + be16(128), zero4},
-        {"Visual FoxPro block 1024", MemoVisualFoxPro, 1024, "t.fpt", 1024, be32(1) + zero2 + be16(1024), zero4},
-        {"dBase IV block 100 truncates to 5", MemoDbase4, 100, "t.dbt", 512, le32(5) + zero4,
+        {"dBase III ignores the block size", MemoKind::Dbase3, 128, "t.dbt", 512, le32(1) + zero4, zero4},
+        {"FoxPro block 128 starts at 4", MemoKind::FoxPro, 128, "t.fpt", 512, be32(4) + zero2 + be16(128), zero4},
+        {"Visual FoxPro block 1024", MemoKind::VisualFoxPro, 1024, "t.fpt", 1024, be32(1) + zero2 + be16(1024), zero4},
+        {"dBase IV block 100 truncates to 5", MemoKind::Dbase4, 100, "t.dbt", 512, le32(5) + zero4,
          le16(0x0102) + le16(100)},
-        {"block size 0 means 512", MemoDbase4, 0, "t.dbt", 512, le32(1) + zero4, le16(0x0102) + le16(512)},
-        {"block size beyond 16 bits means 512", MemoFoxPro, 70000, "t.fpt", 512, be32(1) + zero2 + be16(512),
+        {"block size 0 means 512", MemoKind::Dbase4, 0, "t.dbt", 512, le32(1) + zero4, le16(0x0102) + le16(512)},
+        {"block size beyond 16 bits means 512", MemoKind::FoxPro, 70000, "t.fpt", 512, be32(1) + zero2 + be16(512),
          zero4},
-        {"unknown kind is all zero", MemoUnknown, 128, "t.smt", 512, std::string(8, '\0'), zero4},
+        {"unknown kind is all zero", MemoKind::Unknown, 128, "t.smt", 512, std::string(8, '\0'), zero4},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.what);
         ScratchDir dir;
-        ASSERT_EQ(dbf_create_memo(dir.file("t.dbf"), c.kind, c.block_size), 1);
+        ASSERT_TRUE(dbf_create_memo(test_fs(), dir.file("t.dbf"), c.kind, c.block_size));
         std::string bytes = dir.read(c.name);
         ASSERT_EQ(bytes.size(), c.header_size);
         EXPECT_EQ(bytes.substr(0, 8), c.start);
@@ -288,7 +277,7 @@ TEST(MemoCreate, EmptiesAnExistingFileWithUmaskedMode) {
     ScratchDir dir;
     dir.write("t.dbt", std::string(2000, 'x'));
     mode_t old_mask = umask(022);
-    EXPECT_EQ(dbf_create_memo(dir.file("t.dbf"), MemoDbase3, 128), 1);
+    EXPECT_TRUE(dbf_create_memo(test_fs(), dir.file("t.dbf"), MemoKind::Dbase3, 128));
     umask(old_mask);
     EXPECT_EQ(dir.read("t.dbt"), le32(1) + std::string(508, '\0'));
     struct stat st {};
@@ -298,10 +287,9 @@ TEST(MemoCreate, EmptiesAnExistingFileWithUmaskedMode) {
 
 TEST(MemoCreate, FailsWhereTheFileCannotBeMade) {
     ScratchDir dir;
-    EXPECT_EQ(dbf_create_memo(dir.file("missing/t.dbf"), MemoDbase3, 0), 0);
-    file_write_budget = 0;
-    EXPECT_EQ(dbf_create_memo(dir.file("t.dbf"), MemoDbase3, 0), 0);
-    file_write_budget = -1;
+    EXPECT_FALSE(dbf_create_memo(test_fs(), dir.file("missing/t.dbf"), MemoKind::Dbase3, 0));
+    WriteBudget budget(0);
+    EXPECT_FALSE(dbf_create_memo(test_fs(), dir.file("t.dbf"), MemoKind::Dbase3, 0));
 }
 
 }  // namespace

@@ -15,6 +15,7 @@
 #include <string>
 
 #include "support/cli.h"
+#include "support/engine.h"
 #include "support/table_builder.h"
 #include "table/dbf.h"
 #include "table/number_text.h"
@@ -171,7 +172,7 @@ TEST(NumberText, DateTimesFollowTheZone) {
     image.add({"19691231235959"});  // -1 from mktime under UTC: can't be shown
     stored.push_back("19691231235959");
     dir.write("t.dbf", image.bytes());
-    std::unique_ptr<DbfTable> table = dbf_open(dir.file("t.dbf").c_str());
+    std::unique_ptr<DbfTable> table = open_table(dir.file("t.dbf"));
     ASSERT_TRUE(table);
     const char* saved = std::getenv("TZ");
     std::string saved_zone = saved ? saved : "";

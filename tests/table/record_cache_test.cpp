@@ -7,9 +7,9 @@
 #include <gtest/gtest.h>
 
 #include "support/cli.h"
+#include "support/engine.h"
 #include "support/table_builder.h"
 #include "table/dbf.h"
-#include "table/file_io.h"
 
 namespace {
 
@@ -37,7 +37,7 @@ TEST(RecordCache, SequentialWalkReadsWhatTheFileHolds) {
     ScratchDir dir;
     TableImage image = numbered_table(6000);  // several windows
     dir.write("t.dbf", image.bytes());
-    auto table = dbf_open(dir.file("t.dbf").c_str());
+    auto table = open_table(dir.file("t.dbf"));
     ASSERT_NE(table, nullptr);
     for (int i = 0; i < 6000; ++i) {
         ASSERT_TRUE(dbf_read_record(*table, i));
@@ -57,7 +57,7 @@ TEST(RecordCache, HeaderRecordLengthDecidesTheStride) {
     image.record_length = 50;  // records are read 50 bytes apart, whatever the fields say
     std::string bytes = image.bytes();
     dir.write("t.dbf", bytes);
-    auto table = dbf_open(dir.file("t.dbf").c_str());
+    auto table = open_table(dir.file("t.dbf"));
     ASSERT_NE(table, nullptr);
     for (int i = 0; i < 10; ++i) {
         ASSERT_TRUE(dbf_read_record(*table, i));
@@ -68,7 +68,7 @@ TEST(RecordCache, HeaderRecordLengthDecidesTheStride) {
 TEST(RecordCache, OwnWritesAreSeenByLaterReads) {
     ScratchDir dir;
     dir.write("t.dbf", numbered_table(100).bytes());
-    auto table = dbf_open(dir.file("t.dbf").c_str());
+    auto table = open_table(dir.file("t.dbf"));
     ASSERT_TRUE(dbf_read_record(*table, 0));
     ASSERT_TRUE(dbf_read_record(*table, 1));  // the window now holds the table
     table->record[1] = 'X';
@@ -87,8 +87,8 @@ TEST(RecordCache, OwnWritesAreSeenByLaterReads) {
 TEST(RecordCache, WritesThroughAnotherTableAreSeen) {
     ScratchDir dir;
     dir.write("t.dbf", numbered_table(100).bytes());
-    auto reader = dbf_open(dir.file("t.dbf").c_str());
-    auto writer = dbf_open(dir.file("t.dbf").c_str());
+    auto reader = open_table(dir.file("t.dbf"));
+    auto writer = open_table(dir.file("t.dbf"));
     ASSERT_TRUE(dbf_read_record(*reader, 0));
     ASSERT_TRUE(dbf_read_record(*reader, 1));
     ASSERT_TRUE(dbf_read_record(*writer, 2));
@@ -97,7 +97,7 @@ TEST(RecordCache, WritesThroughAnotherTableAreSeen) {
     ASSERT_TRUE(dbf_read_record(*reader, 2));
     EXPECT_EQ(reader->record[1], 'Z');
 
-    ASSERT_EQ(file_truncate(writer->fd, writer->header.header_length + 3 * writer->header.record_length), 0);
+    ASSERT_TRUE(writer->file.truncate(writer->header.header_length + 3 * writer->header.record_length));
     EXPECT_TRUE(dbf_read_record(*reader, 2));
     EXPECT_FALSE(dbf_read_record(*reader, 3));
 }
@@ -105,16 +105,14 @@ TEST(RecordCache, WritesThroughAnotherTableAreSeen) {
 TEST(RecordCache, ClosingAndReopeningStartsAfresh) {
     ScratchDir dir;
     dir.write("t.dbf", numbered_table(10).bytes());
-    auto table = dbf_open(dir.file("t.dbf").c_str());
+    auto table = open_table(dir.file("t.dbf"));
     ASSERT_TRUE(dbf_read_record(*table, 0));
     ASSERT_TRUE(dbf_read_record(*table, 1));
-    dbf_close(table.get());
+    dbf_close(*table);
     TableImage other = numbered_table(10);
     other.records[2][1] = 'Q';
     dir.write("t.dbf", other.bytes());
-    table->fd = dbf_open_file(dir.file("t.dbf").c_str());
-    ASSERT_TRUE(dbf_read_header(*table));
-    ASSERT_TRUE(dbf_read_fields(*table));
+    ASSERT_EQ(dbf_open_into(*table, test_fs(), dir.file("t.dbf")), OpenFailure::None);
     ASSERT_TRUE(dbf_read_record(*table, 1));
     ASSERT_TRUE(dbf_read_record(*table, 2));
     EXPECT_EQ(table->record[1], 'Q');

@@ -5,9 +5,9 @@
 #include <gtest/gtest.h>
 
 #include "support/cli.h"
+#include "support/engine.h"
 #include "support/table_builder.h"
 #include "table/dbf.h"
-#include "table/file_io.h"
 
 namespace {
 
@@ -24,19 +24,13 @@ struct Opened {
     std::unique_ptr<DbfTable> table;
     explicit Opened(const std::string& bytes) {
         dir.write("t.dbf", bytes);
-        table = dbf_open(dir.file("t.dbf").c_str());
+        table = open_table(dir.file("t.dbf"));
     }
     char letter_at(int32_t position) {
         EXPECT_TRUE(dbf_read_record(*table, position));
         return static_cast<char>(table->record[1]);
     }
     std::string file() const { return dir.read("t.dbf"); }
-};
-
-// Restores the write seam behind each test that sets it.
-struct WriteBudget {
-    explicit WriteBudget(int64_t writes) { file_write_budget = writes; }
-    ~WriteBudget() { file_write_budget = -1; }
 };
 
 }  // namespace
@@ -51,8 +45,8 @@ TEST(RecordAccess, PositionsPassThroughOrderThenFilter) {
     t.table->order_index = std::vector<int32_t>{1, 0};
     EXPECT_EQ(t.letter_at(0), 'j');
     EXPECT_EQ(t.letter_at(1), 'e');
-    t.table->use_index = 0;
-    EXPECT_EQ(t.letter_at(1), 'b');
+    ASSERT_TRUE(dbf_read_physical(*t.table, 1));
+    EXPECT_EQ(t.table->record[1], 'b');
 }
 
 TEST(RecordAccess, ReadPastTheEndFailsAndKeepsTheBuffer) {
@@ -115,7 +109,7 @@ TEST(RecordAccess, AppendJoinsFilterAndOrderUnjudged) {
     Opened t(letters().bytes());
     t.table->filter_index = std::vector<int32_t>{2, 5};
     t.table->order_index = std::vector<int32_t>{1, 0};
-    ASSERT_TRUE(dbf_append_record(*t.table, 1));
+    ASSERT_TRUE(dbf_append_record(*t.table, true));
     EXPECT_EQ(*t.table->filter_index, (std::vector<int32_t>{2, 5, 10}));
     EXPECT_EQ(*t.table->order_index, (std::vector<int32_t>{1, 0, 2}));
     EXPECT_EQ(dbf_record_count(*t.table), 3);
@@ -129,7 +123,7 @@ TEST(RecordAccess, FailedAppendChangesNothing) {
     std::string before = t.file();
     {
         WriteBudget none(0);
-        EXPECT_FALSE(dbf_append_record(*t.table, 1));
+        EXPECT_FALSE(dbf_append_record(*t.table, true));
     }
     EXPECT_EQ(t.file(), before);
     EXPECT_EQ(t.table->header.record_count, 10u);
@@ -165,13 +159,12 @@ TEST(RecordAccess, ReadOnlyTableRefusesEveryWrite) {
     EXPECT_EQ(dir.read("t.dbf"), bytes);
     // And in process: a read-only descriptor takes no record, mark or header write.
     auto table = std::make_unique<DbfTable>();
-    dbf_init(*table);
-    table->fd = open(dir.file("t.dbf").c_str(), O_RDONLY);
+    table->file = test_fs().open_read(dir.file("t.dbf"));
     ASSERT_TRUE(dbf_read_header(*table));
     ASSERT_TRUE(dbf_read_fields(*table));
     ASSERT_TRUE(dbf_read_record(*table, 0));
     EXPECT_FALSE(dbf_write_record(*table, 0));
-    EXPECT_FALSE(dbf_append_record(*table, 1));
+    EXPECT_FALSE(dbf_append_record(*table, true));
     EXPECT_FALSE(dbf_write_header(*table));
     dbf_delete_record(*table, 0);
     EXPECT_EQ(dir.read("t.dbf"), bytes);

@@ -3,29 +3,27 @@
 
 #include <string>
 
-#include "driver/parameters.h"
 #include "text/codepage.h"
 
 namespace {
 
-// The settings-file sets live in the run's state; each test starts without them.
+// The settings-file sets, as a run holds them.
 class CodePage : public testing::Test {
   protected:
-    void SetUp() override { clear(); }
-    void TearDown() override { clear(); }
-    static void clear() {
-        state.table_oem_set.reset();
-        state.table_ansi_set.reset();
-        state.normal_set.reset();
-        state.uppercase_set.reset();
-    }
+    CharacterSets sets;
 };
 
 using Convert = void (*)(const char*, char*);
 using Fold = void (*)(char*);
+using ConvertBySets = void (*)(const CharacterSets&, const char*, char*);
 
 std::string convert(Convert fn, std::string text) {
     fn(text.c_str(), text.data());  // in place, as every caller does
+    return text;
+}
+
+std::string convert(ConvertBySets fn, const CharacterSets& sets, std::string text) {
+    fn(sets, text.c_str(), text.data());
     return text;
 }
 
@@ -70,17 +68,15 @@ TEST_F(CodePage, BuiltInTablesRoundTripEveryByte) {
 
 TEST_F(CodePage, TableSlotsChooseTheConversion) {
     DbfTable table;
-    dbf_init(table);
     std::string text = "\xC0z";
     convert_ansi_to_oem(table, text.data());
     EXPECT_EQ(text, "\x80z");
     convert_oem_to_ansi(table, text.data());
     EXPECT_EQ(text, "\xC0z");
 
-    state.table_oem_set.emplace("z");
-    state.table_ansi_set.emplace("Z");
-    table.ansi_to_oem = ansi_to_oem_by_set;
-    table.oem_to_ansi = oem_to_ansi_by_set;
+    sets.table_oem.emplace("z");
+    sets.table_ansi.emplace("Z");
+    install_character_sets(table, sets);
     convert_oem_to_ansi(table, text.data());
     EXPECT_EQ(text, "\xC0Z");  // no built-in table: 0xC0 is in neither set
     convert_ansi_to_oem(table, text.data());
@@ -88,16 +84,16 @@ TEST_F(CodePage, TableSlotsChooseTheConversion) {
 }
 
 TEST_F(CodePage, ConversionBySets) {
-    state.table_oem_set.emplace("ab\xA0");
-    state.table_ansi_set.emplace("x");
-    EXPECT_EQ(convert(oem_to_ansi_by_set, "a b\xA0" "c"), "x ..c");  // b and 0xA0 have no partner
-    EXPECT_EQ(convert(ansi_to_oem_by_set, "xyx"), "aya");
+    sets.table_oem.emplace("ab\xA0");
+    sets.table_ansi.emplace("x");
+    EXPECT_EQ(convert(oem_to_ansi_by_set, sets, "a b\xA0" "c"), "x ..c");  // b and 0xA0 have no partner
+    EXPECT_EQ(convert(ansi_to_oem_by_set, sets, "xyx"), "aya");
 
-    state.table_oem_set.emplace("aab");
-    state.table_ansi_set.emplace("pqr");
-    EXPECT_EQ(convert(oem_to_ansi_by_set, "ab"), "pr");  // a listed twice takes its first partner
-    EXPECT_EQ(convert(ansi_to_oem_by_set, "pqr"), "aab");
-    EXPECT_EQ(convert(oem_to_ansi_by_set, ""), "");
+    sets.table_oem.emplace("aab");
+    sets.table_ansi.emplace("pqr");
+    EXPECT_EQ(convert(oem_to_ansi_by_set, sets, "ab"), "pr");  // a listed twice takes its first partner
+    EXPECT_EQ(convert(ansi_to_oem_by_set, sets, "pqr"), "aab");
+    EXPECT_EQ(convert(oem_to_ansi_by_set, sets, ""), "");
 }
 
 TEST_F(CodePage, DefaultFoldingFollowsCp866) {
@@ -108,27 +104,28 @@ TEST_F(CodePage, DefaultFoldingFollowsCp866) {
 }
 
 TEST_F(CodePage, FoldingBySets) {
-    state.normal_set.emplace("a\xE0\xE1");
-    state.uppercase_set.emplace("q\xC0");
+    sets.normal.emplace("a\xE0\xE1");
+    sets.uppercase.emplace("q\xC0");
     // Latin letters fold whatever the sets say; past the end of Uppercase= a byte
     // stays, and bytes the sets don't list get no built-in folding.
-    EXPECT_EQ(fold(fold_case_by_set, "a\xE0\xE1z\xA0"), "A\xC0\xE1Z\xA0");
+    std::string text = "a\xE0\xE1z\xA0";
+    fold_case_by_set(sets, text.data());
+    EXPECT_EQ(text, "A\xC0\xE1Z\xA0");
 }
 
 TEST_F(CodePage, FoldValueOnlyForCaseInsensitiveTables) {
     DbfTable table;
-    dbf_init(table);
     std::string text = "ab\xA0";
     fold_value(text.data(), table);
     EXPECT_EQ(text, "ab\xA0");
 
-    table.case_insensitive = 1;
+    table.settings.case_insensitive = 1;
     fold_value(text.data(), table);
     EXPECT_EQ(text, "AB\x80");
 
-    state.normal_set.emplace("\xC1");
-    state.uppercase_set.emplace("\xC2");
-    table.fold_case = fold_case_by_set;
+    sets.normal.emplace("\xC1");
+    sets.uppercase.emplace("\xC2");
+    install_character_sets(table, sets);
     text = "b\xC1\xA0";
     fold_value(text.data(), table);
     EXPECT_EQ(text, "B\xC2\xA0");

@@ -1,0 +1,186 @@
+// commands/editing/assign.cpp
+//
+// Changing records field by field. /FIELD: keeps an assignment list
+//
+//   PRICE=PRICE*2;NAME="New name";TOTAL=PRICE*QTY
+//
+// split at every ';' (quotes do not protect one), each assignment cut at its first
+// '='. A value takes the record's values in place of field names, as the right
+// side of a condition does, and is read from the record buffer as it stands when
+// the assignment runs: earlier assignments of the list are seen by later ones, and
+// a field's own old value by its own assignment. Numeric fields take the value
+// through the calculator, all others as text.
+//
+// /UPDATE applies the list to records in the file, /APPEND adds records, and
+// +file.dbf adds the records of another table by field names. Every record goes to
+// the file by itself, so a write that fails costs that record and no other.
+#include "commands/editing/assign.h"
+
+#include <climits>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <optional>
+#include <string>
+#include <strings.h>
+#include <vector>
+
+#include "expr/calc.h"
+#include "expr/cond.h"
+
+namespace {
+
+constexpr size_t kWorkSize = 65536;  // a value with the record's values in place
+
+// The count of /APPEND:N, read as atoi reads it, held to the int range.
+int append_count(const char* text) {
+    const long count = std::strtol(text, nullptr, 10);
+    if (count > INT_MAX) return INT_MAX;
+    if (count < INT_MIN) return INT_MIN;
+    return static_cast<int>(count);
+}
+
+// One record of /UPDATE. A record that cannot be read is not touched: the buffer
+// would hold another record's bytes.
+void update_record(Pass& pass, int32_t position) {
+    if (!dbf_read_record(pass.table, position)) return;
+    apply_field_text(pass);
+    // A record that can't be written keeps its old values; the update goes on.
+    (void)dbf_write_record(pass.table, position);
+}
+
+// The source field's value as the pair of text and number that a store takes.
+// `memo` keeps a memo's text alive while the store runs.
+const char* import_value(DbfTable& source, int field, std::optional<std::string>& memo, double& number) {
+    number = 0.0;
+    if (dbf_field_is_memo(source, field)) {
+        memo = dbf_memo_read(source, field);
+        return memo ? memo->c_str() : "";
+    }
+    char* text = dbf_field_text(source, field);
+    if (dbf_field_is_numeric(source, field)) {
+        number = dbf_field_number(source, field);
+        return dbf_trim_value(source, TrimMode::All);
+    }
+    number = std::atof(text);
+    return text;
+}
+
+void import_records(DbfTable& table, DbfTable& source) {
+    const int32_t count = dbf_record_count(source);
+    for (int32_t record = 0; record < count; ++record) {
+        if (!dbf_read_record(source, record)) break;
+        dbf_blank_record(table);
+        for (int field = 0; field < dbf_field_count(table); ++field) {
+            const int partner = dbf_find_field(source, dbf_field_name(table, field).c_str());
+            if (partner < 0) continue;
+            std::optional<std::string> memo;
+            double number = 0.0;
+            const char* text = import_value(source, partner, memo, number);
+            (void)dbf_field_set(table, field, text, number);  // what does not fit stays blank
+        }
+        // A table that takes no record now takes none of the ones behind it.
+        if (!dbf_append_record(table, false)) break;
+    }
+}
+
+}  // namespace
+
+void cmd_field(Pass& pass, const char* text) {
+    if (text[0] == '\0' || std::strchr(text, '=') == nullptr) {
+        pass.out.write("Invalid condition...\n");
+        return;
+    }
+    pass.run.field_text = std::string(text);
+}
+
+bool apply_field_text(Pass& pass) {
+    if (!pass.run.field_text) return false;
+    DbfTable& table = pass.table;
+    bool result = true;
+    int32_t ok = 1;  // once for the whole list: after a failure every numeric value fails
+    const std::string& list = *pass.run.field_text;
+    // Not cleared: every use follows cond_substitute_fields, which terminates its
+    // text; clearing 64 KiB for each record of an /UPDATE cost more than the rest.
+    std::unique_ptr<char[]> work(new char[kWorkSize]);
+
+    size_t start = 0;
+    while (start <= list.size()) {
+        size_t end = list.find(';', start);
+        if (end == std::string::npos) end = list.size();
+        std::string assignment = list.substr(start, end - start);
+        start = end + 1;
+
+        const size_t equals = assignment.find('=');
+        if (equals == std::string::npos) continue;
+        const std::string name = assignment.substr(0, equals);
+        const char* value = assignment.c_str() + equals + 1;
+        const int field = dbf_find_field(table, name.c_str());
+        if (field < 0) {
+            pass.out.print("Invalid field: %s\n", name.c_str());
+            result = false;
+            continue;
+        }
+
+        int32_t numeric = 0;
+        const int fits = cond_substitute_fields(table, value, work.get(), kWorkSize, &numeric) != COND_TOO_LONG;
+        dbf_field_blank(table, field);  // the old value has been read by now
+        if (!fits) {
+            // The value with the record's values in it does not fit the working
+            // buffer; a piece of it is not stored.
+            pass.out.print("Error in: %s\n", work.get());
+            result = false;
+        } else if (dbf_field_is_numeric(table, field)) {
+            const double number = calc_evaluate(work.get(), &ok);
+            if (ok) {
+                (void)dbf_field_set(table, field, nullptr, number);  // what does not fit stays blank
+            } else {
+                pass.out.print("Error in: %s\n", work.get());
+                result = false;
+            }
+        } else {
+            (void)dbf_field_set(table, field, work.get(), 0.0);  // what does not fit stays blank
+        }
+    }
+    return result;
+}
+
+void cmd_update(Pass& pass) {
+    if (!pass.run.field_text) {
+        pass.out.write("Fields must be specified...\n");
+        return;
+    }
+    DbfTable& table = pass.table;
+    if (!pass.run.ranges) {
+        for (int32_t position = 0; position < dbf_record_count(table); ++position) update_record(pass, position);
+        return;
+    }
+    const std::vector<int32_t>& ranges = *pass.run.ranges;
+    for (size_t i = 0; i < ranges.size(); ++i) {
+        const int32_t position = ranges[i];
+        if (position >= 0 && position < dbf_record_count(table)) update_record(pass, position);
+    }
+}
+
+void cmd_append(Pass& pass, const char* text) {
+    int count = 1;
+    bool blank = false;
+    if (text[0] == ':') {
+        if (strcasecmp(text + 1, "blank") == 0) blank = true;
+        else count = append_count(text + 1);
+    }
+    if (!blank && pass.run.field_text) (void)apply_field_text(pass);  // its messages said what failed
+    // A count of 0 or below adds nothing.
+    for (int i = 0; i < count; ++i) {
+        if (!dbf_append_record(pass.table, blank)) break;
+    }
+}
+
+void cmd_import(Pass& pass, const char* name) {
+    std::unique_ptr<DbfTable> source = dbf_open(pass.run.fs, name);
+    if (!source) return;
+    // Dates pass through the same text form both ways.
+    source->settings.date_mode = pass.table.settings.date_mode;
+    import_records(pass.table, *source);
+    dbf_free(source);
+}

@@ -1,0 +1,87 @@
+// commands/listing/table_sink.cpp
+//
+// The target of /OUT:name.dbf: a table of its own, opened for one listing and
+// closed behind it. An existing file is reused whatever its fields; only a file
+// that can't be opened at all is created, with the selected fields. Each rendered
+// record becomes one new record of the target, its values going by field name; a
+// numeric target takes the source's number. Dates pass between the tables as text,
+// rendered by one and parsed by the other in the same date mode.
+#include <algorithm>
+#include <vector>
+
+#include "commands/listing/sink.h"
+
+namespace {
+
+class TableSink : public ListingSink {
+  public:
+    explicit TableSink(ListingContext context) : c_(context) {}
+
+    bool begin() override {
+        const std::string& name = *c_.pass.run.output.file_name;
+        target_ = open_target(name);
+        if (!target_) {
+            c_.pass.out.print("Can't open %s\n", name.c_str());
+            return false;
+        }
+        return true;
+    }
+
+    void open_record() override { dbf_blank_record(*target_); }
+
+    void value(int field, const char* text, const std::optional<std::string>&, bool) override {
+        DbfTable& source = c_.pass.table;
+        DbfTable& target = *target_;
+        int index = dbf_find_field(target, dbf_field_name(source, field).c_str());
+        if (index < 0) return;
+        // The source field alone decides whether a number goes along.
+        double number = dbf_field_is_numeric(source, field) ? dbf_field_number(source, field) : 0.0;
+        (void)dbf_field_set(target, index, text, number);  // what does not fit stays blank
+    }
+
+    void close_record() override {
+        // A target that takes no record shows it by its count; the listing goes on.
+        (void)dbf_append_record(*target_, false);
+    }
+
+    void end() override { dbf_close(*target_); }
+
+  private:
+    // Creates the target with the selected fields of the current table. Nothing is
+    // made if its memo file would be the current table's own, which creation empties.
+    void create_target(const std::string& path) {
+        DbfTable& current = c_.pass.table;
+        FileSystem& fs = c_.pass.run.fs;
+        MemoKind kind = dbf_bind_memo(current);
+        if (fs.same_file(dbf_memo_file_name(path, kind), current.memo_path)) return;
+        size_t count = std::min(c_.fields.size(), static_cast<size_t>(kMaxFields));
+        std::vector<FieldDesc> fields(count);
+        for (size_t i = 0; i < count; ++i) {
+            int source = c_.fields[i];
+            const FieldDesc& desc = current.fields[static_cast<size_t>(source)];
+            dbf_fill_field(fields[i], dbf_field_name(current, source).c_str(), desc.type,
+                           static_cast<uint16_t>(dbf_wide_length(desc)));
+        }
+        // A table that could not be made fails to open below.
+        (void)dbf_create(fs, path, fields.data(), static_cast<int>(count), kind, dbf_memo_block_size(current), true);
+    }
+
+    std::unique_ptr<DbfTable> open_target(const std::string& path) {
+        FileSystem& fs = c_.pass.run.fs;
+        OpenFailure failure = OpenFailure::None;
+        std::unique_ptr<DbfTable> target = dbf_open(fs, path, &failure);
+        if (failure == OpenFailure::CantOpen) {
+            create_target(path);
+            target = dbf_open(fs, path);
+        }
+        if (target) target->settings.date_mode = c_.pass.table.settings.date_mode;
+        return target;
+    }
+
+    ListingContext c_;
+    std::unique_ptr<DbfTable> target_;
+};
+
+}  // namespace
+
+std::unique_ptr<ListingSink> make_table_sink(ListingContext context) { return std::make_unique<TableSink>(context); }

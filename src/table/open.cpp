@@ -1,0 +1,277 @@
+// table/open.cpp
+//
+// Opening a table and judging it. Header and descriptors are read as verbatim
+// images; the field offsets, the record count and, for an unknown signature, the
+// signature itself are worked out here rather than trusted.
+#include <cstring>
+#include <strings.h>
+
+#include "table/dbf.h"
+
+namespace {
+
+bool is_known_signature(uint8_t signature) {
+    switch (signature) {
+        case 0x03: case 0x04: case 0x30: case 0x83: case 0x8B: case 0xE5: case 0xF5:
+            return true;
+        default:
+            return false;
+    }
+}
+
+bool is_known_type(char type) {
+    return type == '\0' || std::strchr("CNFDLMTGYBI0", type) != nullptr;
+}
+
+}  // namespace
+
+void dbf_set_date_delimiter(DbfTable& table, char delimiter) {
+    if (delimiter == '\0') delimiter = '.';
+    for (int mode = 1; mode <= 3; ++mode) {
+        // Positions 4 and 9 are the two places between the date's three numbers.
+        for (std::string* format : {&table.date_format[mode], &table.datetime_format[mode]}) {
+            (*format)[4] = delimiter;
+            (*format)[9] = delimiter;
+        }
+    }
+}
+
+bool dbf_read_header(DbfTable& table) {
+    table.status = 0;
+    int64_t got = table.file.read_at(&table.header, sizeof(DbfHeader), 0);
+    if (!is_known_signature(table.header.signature)) table.status |= DBF_STATUS_BAD_SIGNATURE;
+    return got == static_cast<int64_t>(sizeof(DbfHeader)) && table.header.header_length >= 65 &&
+           table.header.record_length >= 2;
+}
+
+bool dbf_read_fields(DbfTable& table) {
+    bool result = false;
+    int balance = 0;
+    int64_t offset = 1;
+    table.fields.fill(FieldDesc{});
+    table.field_count = 0;
+    table.first_memo_field = -1;
+    int64_t got = table.file.read_at(table.fields.data(), kDescriptorBytes, sizeof(DbfHeader));
+    if (got > 0) {
+        if (table.fields[0].name[0] != '\x0D') {
+            for (int i = 0;; ++i) {
+                FieldDesc& field = table.fields[i];
+                balance += is_known_type(field.type) ? 1 : -1;
+                if (table.first_memo_field == -1 && dbf_field_is_memo(table, i)) table.first_memo_field = i;
+                field.record_offset = static_cast<uint16_t>(offset > 0xFFFF ? 0xFFFF : offset);
+                offset += dbf_field_width(table, i);
+                ++table.field_count;
+                if (i + 1 == kMaxFields) break;
+                if (table.fields[i + 1].name[0] == '\x0D') break;
+                if (32 * (i + 1) > table.header.header_length) break;
+            }
+        }
+        if (table.field_count != 0 && balance == table.field_count) {
+            result = true;
+        } else if (balance >= 0) {
+            table.status |= DBF_STATUS_BAD_FIELD_TYPES;
+            result = true;
+        }
+        if (result) {
+            table.record.assign(kRecordBufferSize, 0);
+            table.value.assign(kValueBufferSize, 0);
+            dbf_blank_record(table);
+        }
+    }
+    if (table.status & DBF_STATUS_BAD_SIGNATURE)
+        table.header.signature = table.first_memo_field != -1 ? 0xF5 : 0x03;
+
+    // The count in the header is never used: the file size decides, with the
+    // computed record length as divisor. A torn last record and the end mark vanish.
+    int64_t size = table.file.size();
+    int64_t count = size < 0 ? 0 : (size - table.header.header_length) / offset;
+    if (count < 0) count = 0;  // a file shorter than its header holds no records
+    if (count > INT32_MAX) count = INT32_MAX;
+    table.header.record_count = static_cast<uint32_t>(count);
+    return result;
+}
+
+uint8_t dbf_field_blank_byte(const DbfTable& table, int field) {
+    const FieldDesc& desc = table.fields[field];
+    switch (desc.type) {
+        case 'C': case 'D': case 'F': case 'L': case 'N':
+            return 0x20;
+        case 'B':
+            return (desc.length == 8 || desc.length == 4) ? 0x00 : 0x20;
+        case 'G': case 'M':
+            return desc.length == 10 ? 0x20 : 0x00;
+        case 'T':
+            return desc.length == 14 ? 0x20 : 0x00;
+        default:
+            return 0x00;
+    }
+}
+
+void dbf_field_blank(DbfTable& table, int field) {
+    int width = dbf_field_width(table, field);
+    if (uint8_t* bytes = dbf_field_ptr(table, field, width))
+        std::memset(bytes, dbf_field_blank_byte(table, field), static_cast<size_t>(width));
+}
+
+void dbf_blank_record(DbfTable& table) {
+    if (table.record.empty()) return;
+    table.record[0] = ' ';
+    for (int i = 0; i < table.field_count; ++i) dbf_field_blank(table, i);
+}
+
+void dbf_split_path(const std::string& path, std::string& name, std::string& extension) {
+    size_t dot = path.rfind('.');
+    if (dot == std::string::npos) {
+        name = path;
+        extension.clear();
+    } else {
+        name = path.substr(0, dot);
+        extension = path.substr(dot);
+    }
+}
+
+std::string dbf_memo_file_name(const std::string& path, MemoKind kind) {
+    std::string name, extension;
+    dbf_split_path(path, name, extension);
+    switch (kind) {
+        case MemoKind::Dbase3: case MemoKind::Dbase4: return name + ".dbt";
+        case MemoKind::FoxPro: case MemoKind::VisualFoxPro: return name + ".fpt";
+        case MemoKind::Unknown: break;
+    }
+    return name + ".smt";
+}
+
+MemoKind dbf_memo_kind(const DbfTable& table) {
+    switch (table.header.signature) {
+        case 0xF5: return MemoKind::FoxPro;
+        case 0x04: case 0x8B: return MemoKind::Dbase4;
+        case 0x30: return MemoKind::VisualFoxPro;
+        case 0xE5: return MemoKind::Unknown;
+        default: return MemoKind::Dbase3;
+    }
+}
+
+MemoKind dbf_bind_memo(DbfTable& table) {
+    MemoKind kind = dbf_memo_kind(table);
+    table.memo_path = dbf_memo_file_name(table.path, kind);
+    return kind;
+}
+
+const char* dbf_memo_family_name(MemoKind kind) {
+    switch (kind) {
+        case MemoKind::Dbase3: return "dBase III";
+        case MemoKind::FoxPro: return "FoxPro";
+        case MemoKind::Dbase4: return "dBase IV";
+        case MemoKind::VisualFoxPro: return "Visual FoxPro";
+        case MemoKind::Unknown: break;
+    }
+    return "Unknown";
+}
+
+OpenFailure dbf_open_into(DbfTable& table, FileSystem& fs, const std::string& path) {
+    table.file = fs.open(path);
+    if (!table.file.is_open()) return OpenFailure::CantOpen;
+    table.read_cache.reset();
+    if (!dbf_read_header(table)) return OpenFailure::InvalidHeader;
+    if (!dbf_read_fields(table)) return OpenFailure::InvalidFields;
+    table.path = path;
+    dbf_bind_memo(table);
+    return OpenFailure::None;
+}
+
+std::unique_ptr<DbfTable> dbf_open(FileSystem& fs, const std::string& path, OpenFailure* failure) {
+    auto table = std::make_unique<DbfTable>();
+    OpenFailure result = dbf_open_into(*table, fs, path);
+    if (failure != nullptr) *failure = result;
+    if (result != OpenFailure::None) return nullptr;
+    return table;
+}
+
+void dbf_close(DbfTable& table) {
+    if (!table.file.is_open()) return;
+    table.read_cache.reset();
+    table.file.close();
+    table.record.clear();
+    table.record.shrink_to_fit();
+    table.value.clear();
+    table.value.shrink_to_fit();
+}
+
+void dbf_free(std::unique_ptr<DbfTable>& table) {
+    if (!table) return;
+    table->filter_index.reset();
+    table->order_index.reset();
+    table->filter_text.reset();
+    dbf_close(*table);
+    table.reset();
+}
+
+int dbf_field_count(const DbfTable& table) { return table.field_count; }
+
+int32_t dbf_record_count(const DbfTable& table) {
+    if (table.filter_index) return static_cast<int32_t>(table.filter_index->size());
+    return static_cast<int32_t>(table.header.record_count);
+}
+
+int dbf_wide_length(const FieldDesc& field) { return field.length + 256 * field.decimals; }
+
+int dbf_field_width(const DbfTable& table, int field) {
+    const FieldDesc& desc = table.fields[field];
+    return desc.type == 'C' ? dbf_wide_length(desc) : desc.length;
+}
+
+bool dbf_field_is_numeric(const DbfTable& table, int field) {
+    const FieldDesc& desc = table.fields[field];
+    switch (desc.type) {
+        case 'N': case 'F': case 'Y': case 'I': return true;
+        case 'B': return desc.length == 8;
+        default: return false;
+    }
+}
+
+bool dbf_field_is_memo(const DbfTable& table, int field) {
+    const FieldDesc& desc = table.fields[field];
+    switch (desc.type) {
+        case 'M': case 'G': return true;
+        case 'B': return dbf_wide_length(desc) == 10;
+        default: return false;
+    }
+}
+
+std::string dbf_field_name(const DbfTable& table, int field) {
+    const char* name = table.fields[field].name;
+    return std::string(name, strnlen(name, sizeof(table.fields[field].name)));
+}
+
+int dbf_find_field(const DbfTable& table, const char* name) {
+    for (int i = 0; i < table.field_count; ++i)
+        if (strcasecmp(dbf_field_name(table, i).c_str(), name) == 0) return i;
+    return -1;
+}
+
+std::vector<int32_t> dbf_parse_field_list(const DbfTable& table, const char* text) {
+    std::vector<int32_t> indexes;
+    std::string copy = text;
+    char* save = nullptr;
+    for (char* token = strtok_r(copy.data(), ";,", &save); token != nullptr;
+         token = strtok_r(nullptr, ";,", &save)) {
+        int index = dbf_find_field(table, token);
+        if (index == -1) break;
+        indexes.push_back(index);
+        if (indexes.size() == kMaxKeyFields) break;
+    }
+    return indexes;
+}
+
+uint8_t* dbf_field_ptr(DbfTable& table, int field, int bytes) {
+    const DbfTable& view = table;
+    return const_cast<uint8_t*>(dbf_field_ptr(view, field, bytes));
+}
+
+const uint8_t* dbf_field_ptr(const DbfTable& table, int field, int bytes) {
+    if (field < 0 || field >= kMaxFields || bytes < 0) return nullptr;
+    int64_t start = table.fields[field].record_offset;
+    if (table.record.size() < static_cast<size_t>(kRecordBufferSize) || start + bytes > kRecordBufferSize)
+        return nullptr;
+    return table.record.data() + start;
+}

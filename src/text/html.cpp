@@ -1,0 +1,93 @@
+// text/html.cpp
+//
+// html_value turns a field's text into the contents of a <td>: it escapes what HTML
+// reserves, makes <br> of line ends and links of words that look like mail, web or
+// FTP addresses. The text is rebuilt word by word, so runs of blanks and tabs
+// between words come out as one blank.
+#include "text/html.h"
+
+#include <cstring>
+#include <string_view>
+
+namespace {
+
+// The longest replacement of one input byte: LF becomes " <br>\n ".
+constexpr size_t kMaxEscapeGrowth = 7;
+// A link repeats its word and adds at most this many bytes of mark-up:
+// <a href="mailto:  ">  </a> and a blank, or <a href="http://  ">  </a> and a blank.
+constexpr size_t kMaxLinkTags = 23;
+
+// Stage 1: the escapes. A blank goes before "<br>" and behind its line feed,
+// before "&lt;" and behind "&gt;", so that the words split there.
+std::string escape(const char* text) {
+    std::string escaped;
+    escaped.reserve(kMaxEscapeGrowth * std::strlen(text));
+    for (const char* p = text; *p != '\0'; ++p) {
+        switch (*p) {
+            case '\n': escaped += " <br>\n "; break;
+            case '<': escaped += " &lt;"; break;
+            case '>': escaped += "&gt; "; break;
+            case '&': escaped += "&amp;"; break;
+            case '"': escaped += "&quot;"; break;
+            case '\r': break;
+            default: escaped += *p; break;
+        }
+    }
+    return escaped;
+}
+
+void append_link(std::string& out, std::string_view prefix, std::string_view href, std::string_view word) {
+    out += "<a href=\"";
+    out += prefix;
+    out += href;
+    out += "\">";
+    out += word;
+    out += "</a> ";
+}
+
+// Stage 2, one word. The tests see the escaped word, entities and all.
+void append_word(std::string& out, std::string_view word) {
+    size_t at = word.find('@');
+    if (at != std::string_view::npos && word.find('.', at + 1) != std::string_view::npos) {
+        // "&lt;" can only open a word and "&gt;" only close one: <a@b.c> mails a@b.c.
+        std::string_view address = word;
+        if (word.find("&lt;") != std::string_view::npos) address.remove_prefix(4);
+        size_t close = address.find("&gt;");
+        if (close != std::string_view::npos) address = address.substr(0, close);
+        append_link(out, "mailto:", address, word);
+        return;
+    }
+    if (word.starts_with("http://") || word.starts_with("ftp://")) {
+        append_link(out, "", word, word);
+        return;
+    }
+    if (word.size() > 4 && (word.starts_with("www.") || word.starts_with("ftp.")) &&
+        word.find('.', 4) != std::string_view::npos) {
+        append_link(out, word[0] == 'w' ? "http://" : "ftp://", word, word);
+        return;
+    }
+    out += word;
+    out += ' ';
+}
+
+}  // namespace
+
+std::string html_value(const char* text) {
+    const std::string escaped = escape(text);
+    // Every word of w bytes gives at most 2w + 23 bytes, and a word has at least
+    // one byte and a delimiter behind it, so there are at most (n + 1) / 2 words.
+    std::string result;
+    result.reserve(2 * escaped.size() + kMaxLinkTags * ((escaped.size() + 1) / 2));
+    std::string_view rest = escaped;
+    while (true) {
+        size_t start = rest.find_first_not_of(" \t");
+        if (start == std::string_view::npos) break;
+        rest.remove_prefix(start);
+        size_t end = rest.find_first_of(" \t");
+        append_word(result, rest.substr(0, end));
+        if (end == std::string_view::npos) break;
+        rest.remove_prefix(end);
+    }
+    return result;
+}
+

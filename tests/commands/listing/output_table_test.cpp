@@ -1,0 +1,192 @@
+// tests/commands/listing/output_table_test.cpp
+#include <cstdio>
+#include <cstdlib>
+#include <sys/stat.h>
+
+#include <gtest/gtest.h>
+
+#include "commands/listing/listing.h"
+#include "support/cli.h"
+#include "support/engine.h"
+#include "support/table_builder.h"
+#include "table/dbf.h"
+
+namespace {
+
+// The source table s.dbf: NAME C 5, QTY N 5.1, BORN D, OK L.
+TableImage source_image() {
+    TableImage t;
+    t.fields = {{"NAME", 'C', 5}, {"QTY", 'N', 5, 1}, {"BORN", 'D', 8}, {"OK", 'L', 1}};
+    t.add({"ann", "1.5", "20010314", "T"});
+    t.add({"bob", "-2.0", "19991231", "F"}, true);
+    return t;
+}
+
+// Lists the given fields of every source record into `target` the way a
+// /SELECT: into a table does: rendered text, by field name.
+struct Listing {
+    ScratchDir dir;
+    std::unique_ptr<DbfTable> source;
+
+    explicit Listing(const TableImage& image = source_image()) {
+        dir.write("s.dbf", image.bytes());
+        source = open_table(dir.file("s.dbf"));
+    }
+    // False if the target could not be had.
+    bool list(const std::string& target, const std::vector<int32_t>& fields) {
+        TestRun test;
+        test.run.output = OutputTarget{OutputKind::Table, dir.file(target)};
+        std::string names;
+        for (int32_t field : fields) names += dbf_field_name(*source, field) + ";";
+        Pass pass = test.pass(*source);
+        cmd_select(pass, names.c_str());
+        return test.out().find("Can't open") == std::string::npos;
+    }
+    std::vector<std::string> records(const std::string& target) const {
+        std::vector<std::string> out;
+        std::unique_ptr<DbfTable> table = open_table(dir.file(target));
+        if (!table) return {"unopenable"};
+        for (int32_t i = 0; i < dbf_record_count(*table); ++i) {
+            (void)dbf_read_record(*table, i);
+            out.emplace_back(table->record.begin(), table->record.begin() + table->header.record_length);
+        }
+        return out;
+    }
+};
+
+}  // namespace
+
+TEST(OutputTable, CreatesTheTargetWithTheSelectedFields) {
+    Listing l;
+    l.source->settings.date_mode = DateMode::Dmy;  // dates travel as rendered text and are parsed back
+    mode_t old_mask = umask(027);
+    bool opened = l.list("x.dbf", {3, 0, 2, 1});
+    umask(old_mask);
+    ASSERT_TRUE(opened);
+    struct stat st {};
+    stat(l.dir.file("x.dbf").c_str(), &st);
+    EXPECT_EQ(st.st_mode & 0777, 0640u);
+    std::string bytes = l.dir.read("x.dbf");
+    EXPECT_EQ(bytes.substr(32, 2), "OK");
+    EXPECT_EQ(bytes.substr(64, 4), "NAME");
+    EXPECT_EQ(bytes[4], 2);
+    EXPECT_EQ(l.records("x.dbf"), (std::vector<std::string>{" Tann  20010314  1.5", " Fbob  19991231 -2.0"}))
+        << "a deleted source record arrives undeleted";
+
+    ASSERT_TRUE(l.list("twice.dbf", {0, 0}));
+    EXPECT_EQ(l.records("twice.dbf")[0], " ann       ") << "the first of two namesakes takes the value";
+}
+
+TEST(OutputTable, ReusesAnExistingTargetByFieldName) {
+    Listing l;
+    TableImage existing;
+    existing.fields = {{"name", 'C', 3}, {"EXTRA", 'C', 2}, {"QTY", 'C', 6}, {"OK", 'N', 2}};
+    existing.add({"old", "xx", "q", "1"});
+    l.dir.write("x.dbf", existing.bytes());
+    ASSERT_TRUE(l.list("x.dbf", {0, 1, 3, 2}));
+    EXPECT_EQ(l.records("x.dbf"), (std::vector<std::string>{existing.records[0], " ann    1.5  0", " bob   -2.0  0"}))
+        << "names match in any case, a missing field is dropped, a character source gives a numeric target 0";
+}
+
+TEST(OutputTable, TargetsThatCannotBeHadAreNotTouched) {
+    struct Case {
+        const char* what;
+        const char* target;
+        std::vector<int32_t> fields;
+        std::optional<std::string> before;  // the file as it was, if there was one
+        std::optional<size_t> left_size;    // size of the file afterwards, if one is left
+    };
+    const Case cases[] = {
+        {"an existing file with a bad header", "x.dbf", {0}, std::string("not a table"), 11},
+        {"a directory that doesn't exist", "nodir/x.dbf", {0}, std::nullopt, std::nullopt},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        Listing l;
+        if (c.before) l.dir.write(c.target, *c.before);
+        EXPECT_FALSE(l.list(c.target, c.fields));
+        EXPECT_EQ(l.dir.exists(c.target), c.left_size.has_value());
+        if (c.left_size) {
+            EXPECT_EQ(l.dir.read(c.target).size(), *c.left_size);
+        }
+    }
+}
+
+TEST(OutputTable, NeverEmptiesTheSourcesMemoFile) {
+    TableImage image;
+    image.fields = {{"NOTE", 'M', 10}};
+    image.add({"1"});
+    Listing l(image);
+    MemoImage memo(MemoImage::Dbase3);
+    memo.add("keep me");
+    l.dir.write("s.dbt", memo.bytes());
+    EXPECT_FALSE(l.list("s.DBF", {0})) << "the new table's memo file would be s.dbt";
+    EXPECT_EQ(l.dir.read("s.dbt"), memo.bytes());
+    EXPECT_FALSE(l.dir.exists("s.DBF"));
+}
+
+// ---- The target read by an independent reader -----------------------------------
+
+namespace {
+
+// Debian's python3-dbfread prints the fields and every live record. Its dBase IV
+// memo reader reads 8 bytes past each text, into the zero gap: trailing NULs go.
+const char kReader[] = R"(import sys
+import dbfread
+table = dbfread.DBF(sys.argv[1], encoding='cp866', char_decode_errors='strict')
+print('fields ' + ' '.join('%s:%s:%d:%d' % (f.name, f.type, f.length, f.decimal_count) for f in table.fields))
+def show(value):
+    if isinstance(value, str):
+        return repr(value.rstrip('\x00'))
+    if hasattr(value, 'isoformat'):
+        return value.isoformat()
+    return repr(value)
+for record in table.records:
+    print('|'.join(show(v) for v in record.values()))
+)";
+
+std::string read_with_dbfread(const ScratchDir& dir, const std::string& table) {
+    dir.write("read_dbf.py", kReader);
+    std::string command = "/usr/bin/python3 " + dir.file("read_dbf.py") + " " + dir.file(table) + " 2>&1";
+    FILE* pipe = popen(command.c_str(), "r");
+    if (pipe == nullptr) return "popen failed";
+    std::string out;
+    char buffer[4096];
+    size_t n;
+    while ((n = std::fread(buffer, 1, sizeof buffer, pipe)) > 0) out.append(buffer, n);
+    pclose(pipe);
+    return out;
+}
+
+}  // namespace
+
+TEST(OutputTable, TargetsOfEveryMemoFamilyReadInDbfread) {
+    if (std::system("/usr/bin/python3 -c 'import dbfread' >/dev/null 2>&1") != 0)
+        GTEST_SKIP() << "python3-dbfread is not installed (/usr/bin/python3 -c 'import dbfread')";
+    struct Family { const char* what; uint8_t signature; MemoImage::Layout layout; int block_size; const char* memo; };
+    const Family families[] = {
+        {"dBase III", 0x83, MemoImage::Dbase3, 512, "s.dbt"},
+        {"dBase IV", 0x8B, MemoImage::Dbase4, 512, "s.dbt"},
+        {"FoxPro", 0xF5, MemoImage::FoxPro, 64, "s.fpt"},
+        {"Visual FoxPro", 0x30, MemoImage::FoxPro, 64, "s.fpt"},
+    };
+    for (const Family& f : families) {
+        SCOPED_TRACE(f.what);
+        TableImage image = source_image();
+        image.signature = f.signature;
+        image.fields.push_back({"NOTE", 'M', 10});
+        MemoImage memo(f.layout, f.block_size);
+        image.records = {image.record({"ann", "1.5", "20010314", "T", std::to_string(memo.add("first\r\nsecond"))}),
+                         image.record({"bob", "-2.0", "", "F", ""}, true)};
+        ScratchDir dir;
+        dir.write("s.dbf", image.bytes());
+        dir.write(f.memo, memo.bytes());
+        RunResult r = dir.run({"s.dbf", "/MEMO:text", "/OUT:x.dbf", "/SELECT:*"});
+        EXPECT_EQ(r.out, "");
+        std::string memo_width = f.signature == 0x30 ? "4" : "10";
+        EXPECT_EQ(read_with_dbfread(dir, "x.dbf"),
+                  "fields NAME:C:5:0 QTY:N:5:1 BORN:D:8:0 OK:L:1:0 NOTE:M:" + memo_width + ":0\n"
+                  "'ann'|1.5|2001-03-14|True|'first\\r\\nsecond'\n"
+                  "'bob'|-2.0|None|False|None\n");
+    }
+}
