@@ -14,4 +14,5 @@ using SortCompare = int (*)(const void* a, const void* b, void* context);
 size_t sort_elements(void* base, size_t count, size_t size, SortCompare compare, void* context);
 // Selection sort of the elements from `first` to `last`, both included.
 void sort_small_run(char* first, char* last, size_t size, SortCompare compare, void* context);
+// Exchanges two elements of `size` bytes.
 void swap_bytes(char* a, char* b, size_t size);

@@ -164,6 +164,7 @@ void dbf_free(std::unique_ptr<DbfTable>& table);
 void dbf_set_date_delimiter(DbfTable& table, char delimiter);
 // The byte a blank field of this type is filled with.
 uint8_t dbf_field_blank_byte(const DbfTable& table, int field);
+// Fills the field in the record buffer with its blank byte.
 void dbf_field_blank(DbfTable& table, int field);
 // A live record of blank fields in the record buffer.
 void dbf_blank_record(DbfTable& table);
@@ -179,6 +180,7 @@ MemoKind dbf_bind_memo(DbfTable& table);
 // "dBase III", "FoxPro", "dBase IV", "Visual FoxPro" or "Unknown".
 const char* dbf_memo_family_name(MemoKind kind);
 
+// Fields the descriptors describe.
 int dbf_field_count(const DbfTable& table);
 // Visible records: the filter's count, else the file's.
 int32_t dbf_record_count(const DbfTable& table);
@@ -186,7 +188,9 @@ int32_t dbf_record_count(const DbfTable& table);
 int dbf_wide_length(const FieldDesc& field);
 // Bytes the field takes in a record: the wide length for C, the length byte otherwise.
 int dbf_field_width(const DbfTable& table, int field);
+// N, F, Y, I and B of length 8: fields whose value is a number.
 bool dbf_field_is_numeric(const DbfTable& table, int field);
+// M, G and B of wide length 10: fields that name a memo block.
 bool dbf_field_is_memo(const DbfTable& table, int field);
 // The field's name, bounded by the 11 bytes of the descriptor.
 std::string dbf_field_name(const DbfTable& table, int field);
@@ -198,6 +202,7 @@ std::vector<int32_t> dbf_parse_field_list(const DbfTable& table, const char* tex
 // `bytes` bytes at the field's place in the record buffer, or null if they would
 // reach past it. Every field access goes through this.
 uint8_t* dbf_field_ptr(DbfTable& table, int field, int bytes);
+// The same, for reading.
 const uint8_t* dbf_field_ptr(const DbfTable& table, int field, int bytes);
 
 // ---- Record access ------------------------------------------------------------
@@ -208,6 +213,7 @@ int32_t dbf_order_lookup(const DbfTable& table, int32_t position);
 int32_t dbf_filter_lookup(const DbfTable& table, int32_t position);
 // File offset of a visible record or of a physical one; -1 if it can't be had.
 int64_t dbf_seek_record(const DbfTable& table, int32_t position);
+// File offset of a physical record; -1 for a negative number.
 int64_t dbf_seek_physical(const DbfTable& table, int64_t number);
 // Reads a visible record into the record buffer; false if it isn't all there.
 [[nodiscard]] bool dbf_read_record(DbfTable& table, int32_t position);
@@ -243,10 +249,15 @@ double dbf_field_number(DbfTable& table, int field);
 std::tm dbf_field_date(DbfTable& table, int field);
 // mktime of the field's date; -1 for a date outside the signed 32-bit time_t range.
 int64_t dbf_field_time(DbfTable& table, int field);
+// atol of the field's first `length` bytes.
 long dbf_field_atol(const DbfTable& table, int field);
+// atof of the field's first `length` bytes.
 double dbf_field_atof(const DbfTable& table, int field);
+// The little-endian 32-bit integer of an I field; 0 where it can't be read.
 int32_t dbf_field_int(const DbfTable& table, int field);
+// The IEEE double of a B field; 0 where it can't be read.
 double dbf_field_double(const DbfTable& table, int field);
+// The 64-bit count of 1/10000 of a Y field, as a number; 0 where it can't be read.
 double dbf_field_currency(const DbfTable& table, int field);
 // Trims the value buffer in place.
 char* dbf_trim_value(DbfTable& table, TrimMode mode);
@@ -254,6 +265,7 @@ char* dbf_trim_value(DbfTable& table, TrimMode mode);
 int dbf_display_width(const DbfTable& table, int field);
 // "Character", "Numeric", ... "Unknown".
 const char* dbf_type_name(const DbfTable& table, int field);
+// Gregorian leap years.
 bool is_leap_year(int year);
 
 // ---- Writing field values -----------------------------------------------------
@@ -263,12 +275,19 @@ bool is_leap_year(int year);
 
 // Stores by the field's type: `number` for numeric fields, `text` for the rest.
 [[nodiscard]] bool dbf_field_set(DbfTable& table, int field, const char* text, double number);
+// The text's bytes from the field's start, cut at its wide length.
 bool dbf_store_text(DbfTable& table, int field, const char* text);
+// A whole number, right-aligned in the field's length.
 bool dbf_store_integer(DbfTable& table, int field, int32_t value);
+// A number with the field's decimals, right-aligned; refused if the whole part doesn't fit.
 bool dbf_store_number(DbfTable& table, int field, double number);
+// A little-endian 32-bit integer into a field of at least 4 bytes.
 bool dbf_store_int(DbfTable& table, int field, int32_t value);
+// An IEEE double into a field of at least 8 bytes.
 bool dbf_store_double(DbfTable& table, int field, double number);
+// A count of 1/10000, truncated, into a field of at least 8 bytes.
 bool dbf_store_currency(DbfTable& table, int field, double number);
+// Y, N, T or F for those letters in any case, a blank for anything else.
 bool dbf_store_logical(DbfTable& table, int field, char letter);
 // Appends the text to the memo file and stores its block number.
 bool dbf_store_memo(DbfTable& table, int field, const char* text);
@@ -276,6 +295,7 @@ bool dbf_store_memo(DbfTable& table, int field, const char* text);
 bool dbf_store_date_text(DbfTable& table, int field, const char* text);
 // A date-time typed in the table's date mode.
 bool dbf_store_datetime_text(DbfTable& table, int field, const char* text);
+// A calendar date-time as digits, or as a day number and milliseconds in an 8-byte T.
 bool dbf_store_datetime(DbfTable& table, int field, int year, int month, int day, int hour, int minute,
                         int second);
 
@@ -306,6 +326,7 @@ bool dbf_create_memo(FileSystem& fs, const std::string& path, MemoKind kind, int
 void dbf_fill_field(FieldDesc& desc, const char* name, char type, uint16_t wide);
 // Cuts the table to `count` records or extends it with records of zero bytes.
 [[nodiscard]] bool dbf_truncate(DbfTable& table, int32_t count);
+// Takes every record off.
 [[nodiscard]] bool dbf_zap(DbfTable& table);
 // Closes the gaps of deleted records, rebuilds the memo file, or both.
 [[nodiscard]] bool dbf_pack(DbfTable& table, PackMode mode);

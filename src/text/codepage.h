@@ -28,10 +28,13 @@ inline constexpr size_t kSettingsValueMax = 255;
 extern const std::array<uint8_t, 256> oem_to_ansi_table;
 extern const std::array<uint8_t, 256> ansi_to_oem_table;
 
+// Converts a NUL-terminated text by the built-in tables; source and destination may be one buffer.
 void oem_to_ansi_default(const char* source, char* destination);
 void ansi_to_oem_default(const char* source, char* destination);
+// Converts by the TableOEM=/TableAnsi= pairs; a byte without a partner becomes '.'.
 void oem_to_ansi_by_set(const CharacterSets& sets, const char* source, char* destination);
 void ansi_to_oem_by_set(const CharacterSets& sets, const char* source, char* destination);
+// Folds a-z, and the bytes of Normal= to their partners in Uppercase=.
 void fold_case_by_set(const CharacterSets& sets, char* text);
 // The letters of CP866 to upper case.
 void fold_case_default(char* text);

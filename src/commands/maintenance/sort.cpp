@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "commands/maintenance/maintain.h"
-#include "commands/selection/selection.h"
+#include "select/filter.h"
 #include "select/order.h"
 
 namespace {
@@ -73,7 +73,7 @@ void cmd_sort(Pass& pass, const char* text) {
         pass.out.write("Invalid field[s]...\n");
         return;
     }
-    cmd_clear(pass);
+    dbf_clear_filter(current);  // the file is sorted whole, whatever view stood
 
     std::string name, extension;
     dbf_split_path(current.path, name, extension);
