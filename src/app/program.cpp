@@ -162,7 +162,7 @@ bool apply_parameter_file(Pass& pass, const std::string& path) {
 
 int run_program(OutStream& console, FileSystem& fs, int argc, char** argv) {
     // Local time is the system's zone either way; naming it spares the C library a
-    // look at /etc/localtime on every date a listing renders.
+    // look at /etc/localtime on every header date stamp.
     if (std::getenv("TZ") == nullptr) setenv("TZ", ":/etc/localtime", 0);
     Run run(console, fs);
     int status = 0;

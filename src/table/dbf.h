@@ -100,11 +100,6 @@ struct RecordCacheDeleter {
     void operator()(RecordCache* cache) const;
 };
 
-struct LocalTimeMemo;
-struct LocalTimeMemoDeleter {
-    void operator()(LocalTimeMemo* memo) const;
-};
-
 struct DbfTable {
     DbfTable() = default;
     DbfTable(const DbfTable&) = delete;
@@ -137,8 +132,6 @@ struct DbfTable {
 
     // Read-ahead of sequential record reads, kept coherent with every write to the file.
     std::unique_ptr<RecordCache, RecordCacheDeleter> read_cache;
-    // Local times of dates already judged.
-    std::unique_ptr<LocalTimeMemo, LocalTimeMemoDeleter> time_memo;
 };
 
 // ---- Table files, header and field descriptors --------------------------------
@@ -247,8 +240,10 @@ char* dbf_field_raw_text(DbfTable& table, int field);
 double dbf_field_number(DbfTable& table, int field);
 // The calendar fields of a D or T field, not normalised.
 std::tm dbf_field_date(DbfTable& table, int field);
-// mktime of the field's date; -1 for a date outside the signed 32-bit time_t range.
-int64_t dbf_field_time(DbfTable& table, int field);
+// True if the field's date can be shown: its numbers, carried over as a calendar
+// carries them (30 February is 2 March), name a moment of the years 1 to 9999.
+// No time zone takes part.
+bool dbf_field_date_shown(DbfTable& table, int field);
 // atol of the field's first `length` bytes.
 long dbf_field_atol(const DbfTable& table, int field);
 // atof of the field's first `length` bytes.
