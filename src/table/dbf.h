@@ -1,12 +1,13 @@
 // table/dbf.h
 //
-// A .dbf file is: a 32-byte header, one 32-byte descriptor per field, the byte 0x0D,
-// whatever else the header length covers, then the records, each `record_length`
-// bytes, and one end-of-file byte 0x1A. Byte 0 of a record is its deletion mark:
+// A .dbf file is: a 32-byte header, one 32-byte descriptor per field, the byte 0x0D
+// (0x0A from old shapefile writers), whatever else the header length covers, then
+// the records, each `record_length` bytes, and one end-of-file byte 0x1A. Byte 0 of a record is its deletion mark:
 // ' ' live, '*' deleted. All integers are little-endian.
 //
 // Little is trusted of what a file says: the record count comes from the file size,
-// field offsets from the widths, and an unknown signature is repaired in memory.
+// field offsets from the widths, and an unknown signature is repaired in memory, as
+// is a record length that the widths and the file size both contradict.
 // Every engine operation takes the table first, prints nothing and reports through
 // its result.
 //
@@ -39,6 +40,7 @@ inline constexpr int kMaxKeyFields = 20;         // order keys and parsed field 
 
 inline constexpr uint32_t DBF_STATUS_BAD_SIGNATURE = 1;
 inline constexpr uint32_t DBF_STATUS_BAD_FIELD_TYPES = 2;
+inline constexpr uint32_t DBF_STATUS_BAD_RECORD_LENGTH = 4;
 
 // Memo family, derived from the signature.
 enum class MemoKind { Dbase3, FoxPro, Dbase4, VisualFoxPro, Unknown };
