@@ -170,8 +170,15 @@ std::string dbf_memo_file_name(const std::string& path, MemoKind kind);
 // Cuts a path at its last '.': `name` gets everything before it, directories
 // included, `extension` the rest from the dot on.
 void dbf_split_path(const std::string& path, std::string& name, std::string& extension);
-// Sets memo_path from the signature; the memo family.
+// Sets memo_path from the signature, and the memo family. Where that file does not
+// exist, a table with memo fields takes a file whose name differs in case alone
+// (dbf_find_memo_file).
 MemoKind dbf_bind_memo(DbfTable& table);
+// The existing memo file to read in place of `memo_path` when that does not exist:
+// the name with the extension in the case of the table's, else a name of the
+// directory that differs in case alone. No value if `memo_path` exists or none does.
+std::optional<std::string> dbf_find_memo_file(const FileSystem& fs, const std::string& table_path,
+                                              const std::string& memo_path);
 // "dBase III", "FoxPro", "dBase IV", "Visual FoxPro" or "Unknown".
 const char* dbf_memo_family_name(MemoKind kind);
 

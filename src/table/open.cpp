@@ -3,6 +3,7 @@
 // Opening a table and judging it. Header and descriptors are read as verbatim
 // images; the field offsets, the record count and, for an unknown signature, the
 // signature itself are worked out here rather than trusted.
+#include <cctype>
 #include <cstring>
 #include <strings.h>
 
@@ -193,7 +194,38 @@ MemoKind dbf_memo_kind(const DbfTable& table) {
 MemoKind dbf_bind_memo(DbfTable& table) {
     MemoKind kind = dbf_memo_kind(table);
     table.memo_path = dbf_memo_file_name(table.path, kind);
+    // Only a table with memo fields reads a memo file, and only an open one can look.
+    if (table.first_memo_field != -1 && table.file.is_open()) {
+        if (std::optional<std::string> found = dbf_find_memo_file(table.file.fs(), table.path, table.memo_path))
+            table.memo_path = *found;
+    }
     return kind;
+}
+
+std::optional<std::string> dbf_find_memo_file(const FileSystem& fs, const std::string& table_path,
+                                              const std::string& memo_path) {
+    if (fs.exists(memo_path)) return std::nullopt;
+    // The memo extension in the case of the table's: STAFF.DBF -> STAFF.DBT.
+    std::string table_name, table_extension, memo_name, memo_extension;
+    dbf_split_path(table_path, table_name, table_extension);
+    dbf_split_path(memo_path, memo_name, memo_extension);
+    std::string cased = memo_extension;
+    for (size_t i = 1; i < cased.size() && i < table_extension.size(); ++i) {
+        unsigned char model = static_cast<unsigned char>(table_extension[i]);
+        unsigned char c = static_cast<unsigned char>(cased[i]);
+        cased[i] = static_cast<char>(std::isupper(model) ? std::toupper(c) : std::islower(model) ? std::tolower(c) : c);
+    }
+    if (cased != memo_extension && fs.exists(memo_name + cased)) return memo_name + cased;
+    // Any name of the directory that differs from the memo file's in case alone;
+    // of several, the first in byte order, so that every run takes the same.
+    size_t slash = memo_path.rfind('/');
+    std::string directory = slash == std::string::npos ? "" : memo_path.substr(0, slash + 1);
+    std::string base = slash == std::string::npos ? memo_path : memo_path.substr(slash + 1);
+    std::optional<std::string> best;
+    for (const std::string& name : fs.list_directory(directory))
+        if (strcasecmp(name.c_str(), base.c_str()) == 0 && (!best || name < *best)) best = name;
+    if (!best) return std::nullopt;
+    return directory + *best;
 }
 
 const char* dbf_memo_family_name(MemoKind kind) {
