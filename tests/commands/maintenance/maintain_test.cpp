@@ -161,15 +161,22 @@ TEST(Maintain, SortRewritesTheTableAndKeepsABackup) {
     }
 }
 
-TEST(Maintain, SortOfATableElsewhereLeavesItsBackupHere) {
+// Two tables of one name in two directories keep two backups, each beside its
+// table; a backup in the working directory is none of theirs.
+TEST(Maintain, SortKeepsEachBackupBesideItsTable) {
     ScratchDir dir;
-    mkdir(dir.file("sub").c_str(), 0755);
-    dir.write("sub/t.dbf", names(kRows).bytes());
+    mkdir(dir.file("a").c_str(), 0755);
+    mkdir(dir.file("b.d").c_str(), 0755);
+    TableImage other = names({{"plum", "1"}, {"date", "2"}});
+    dir.write("a/t.dbf", names(kRows).bytes());
+    dir.write("b.d/t.dbf", other.bytes());
     dir.write("t.bak", "an older backup");
-    EXPECT_EQ(dir.run({"sub/t.dbf", "/SORT:NAME", "/SELECT:NAME"}).out,
-              "apple |\napple |\nfig   |\nkiwi  |\npear  |\n");
-    EXPECT_EQ(dir.read("t.bak"), names(kRows).bytes());
-    EXPECT_FALSE(dir.exists("t.tmp") || dir.exists("sub/t.bak"));
+    EXPECT_EQ(dir.run({"a/t.dbf", dir.file("b.d/t.dbf"), "/SORT:NAME", "/SELECT:NAME"}).out,
+              "apple |\napple |\nfig   |\nkiwi  |\npear  |\ndate  |\nplum  |\n");
+    EXPECT_EQ(dir.read("a/t.bak"), names(kRows).bytes());
+    EXPECT_EQ(dir.read("b.d/t.bak"), other.bytes());
+    EXPECT_EQ(dir.read("t.bak"), "an older backup");
+    EXPECT_FALSE(dir.exists("t.tmp") || dir.exists("a/t.tmp") || dir.exists("b.d/t.tmp") || dir.exists("b.bak"));
 }
 
 TEST(Maintain, SortOfAnUnknownMemoFamilyKeepsItsSignature) {
