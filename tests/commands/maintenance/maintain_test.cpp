@@ -72,6 +72,67 @@ TEST(Maintain, ParametersWithoutWhatTheyNeedSayWhy) {
     }
 }
 
+// A count that is no whole number and a /MAKE: over a file that exists are refused;
+// neither the table nor the file in the way changes.
+TEST(Maintain, RefusedWithNothingChanged) {
+    struct Case {
+        const char* what;
+        std::vector<std::string> args;
+        std::vector<std::pair<std::string, std::string>> files;  // besides t.dbf
+        const char* out;
+    };
+    const Case cases[] = {
+        {"letters", {"/TRUNC:abc"}, {}, "Parameter required for trunc...\n"},
+        {"digits then letters", {"/TRUNC:3x"}, {}, "Parameter required for trunc...\n"},
+        {"a blank before the digits", {"/TRUNC: 3"}, {}, "Parameter required for trunc...\n"},
+        {"a sign alone", {"/TRUNC:-"}, {}, "Parameter required for trunc...\n"},
+        {"a fraction", {"/TRUNC:2.5"}, {}, "Parameter required for trunc...\n"},
+        {"a negative count cuts nothing", {"/TRUNC:-1"}, {}, ""},
+        {"an existing table", {"/MAKE:old.dbf"}, {{"old.dbf", "precious"}, {"old.dbt", "notes"}},
+         "File \"old.dbf\" exists, not created\n"},
+        {"an existing file in another case is another file", {"/MAKE:OLD.DBF"}, {{"old.dbf", "precious"}}, ""},
+        {"an absolute name", {"/MAKE:@/old.dbf"}, {{"old.dbf", "precious"}}, "File \"@/old.dbf\" exists, not created\n"},
+        {"the table itself keeps its message", {"/MAKE:t.dbf"}, {}, "Can't create \"t.dbf\"\n"},
+    };
+    const std::string original = names(kRows).bytes();
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        ScratchDir dir;
+        dir.write("t.dbf", original);
+        for (const auto& [name, bytes] : c.files) dir.write(name, bytes);
+        std::vector<std::string> args = {"t.dbf"};
+        for (std::string arg : c.args) {
+            if (size_t at = arg.find('@'); at != std::string::npos) arg.replace(at, 1, dir.path());
+            args.push_back(arg);
+        }
+        std::string expected = c.out;
+        if (size_t at = expected.find('@'); at != std::string::npos) expected.replace(at, 1, dir.path());
+        RunResult r = dir.run(args);
+        EXPECT_EQ(r.out, expected);
+        EXPECT_EQ(r.status, 0);
+        EXPECT_EQ(dir.read("t.dbf"), original);
+        for (const auto& [name, bytes] : c.files) EXPECT_EQ(dir.read(name), bytes);
+    }
+}
+
+// A table with memo fields makes a memo file too: one that exists stops it.
+TEST(Maintain, MakeRefusesAnExistingMemoFile) {
+    ScratchDir dir;
+    TableImage image = names({{"a", "1"}}, 0x8B);
+    image.fields.push_back({"NOTE", 'M', 10});
+    dir.write("t.dbf", image.bytes());
+    dir.write("copy.dbt", "someone's notes");
+    EXPECT_EQ(dir.run({"t.dbf", "/MAKE:copy.dbf"}).out, "File \"copy.dbt\" exists, not created\n");
+    EXPECT_FALSE(dir.exists("copy.dbf"));
+    EXPECT_EQ(dir.read("copy.dbt"), "someone's notes");
+    // Without memo fields the memo name is nobody's business.
+    dir.write("plain.dbf", names(kRows).bytes());
+    EXPECT_EQ(dir.run({"plain.dbf", "/MAKE:copy.dbf", "/MAKE:copy.dbf"}).out,
+              "File \"copy.dbf\" exists, not created\n");
+    EXPECT_EQ(dir.read("copy.dbt"), "someone's notes");
+    EXPECT_EQ(dir.read("copy.dbf").size(), 32u + 2 * 32 + 1);
+}
+
 TEST(Maintain, PackModeStaysAndTruncZeroIsZap) {
     ScratchDir dir;
     dir.write("t.dbf", names(kRows).bytes());
