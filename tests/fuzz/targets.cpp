@@ -133,7 +133,7 @@ int fuzz_cond(const uint8_t* data, size_t size) {
     Run run(console, test_fs());
     run.field_text = text;
     Pass pass{run, *table, console};
-    apply_field_text(pass);
+    (void)apply_field_text(pass, 0);
     return 0;
 }
 

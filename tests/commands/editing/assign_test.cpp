@@ -58,11 +58,25 @@ const Edit kEdits[] = {
      {{"APPLE", "3.00", "3"}, {"PEAR", "4.00", "5"}}},
     {"a later assignment sees an earlier one", {"/FIELD:QTY=1;PRICE=QTY+1", "/UPDATE"}, "",
      {{"APPLE", "2.00", "1"}, {"PEAR", "2.00", "1"}}},
-    {"a failed number fails every number behind it",
+    {"a failed number fails every number behind it, and the record stays",
      {"/FIELD:QTY=1+;NAME=\"FIG\";PRICE=2", "/UPDATE"},
-     "Error in: 1+\nError in: 2\nError in: 1+\nError in: 2\n", {{"FIG", "", ""}, {"FIG", "", ""}}},
-    {"an unknown field is reported for each record", {"/FIELD:NAME=\"X\";BAD=1;QTY=7", "/UPDATE"},
-     "Invalid field: BAD\nInvalid field: BAD\n", {{"X", "1.50", "7"}, {"X", "2.00", "7"}}},
+     "Error in: 1+\nError in: 2\nRecord 1 not updated\nError in: 1+\nError in: 2\nRecord 2 not updated\n", kNone},
+    {"an unknown field is reported for each record, and the record stays",
+     {"/FIELD:NAME=\"X\";BAD=1;QTY=7", "/UPDATE"},
+     "Invalid field: BAD\nRecord 1 not updated\nInvalid field: BAD\nRecord 2 not updated\n", kNone},
+    {"a division by zero writes no record", {"/FIELD:PRICE=PRICE/0", "/UPDATE"},
+     "Error in:   1.50/0\nRecord 1 not updated\nError in:   2.00/0\nRecord 2 not updated\n", kNone},
+    {"only the records whose list failed stay", {"/FIELD:QTY=10/(QTY-3)", "/UPDATE"},
+     "Error in: 10/(  3-3)\nRecord 1 not updated\n", {{"APPLE", "1.50", "3"}, {"PEAR", "2.00", "5"}}},
+    {"a number too wide keeps the field, the rest is written", {"/FIELD:PRICE=1000;QTY=1", "/UPDATE"},
+     "Value not stored: PRICE, record 1\nValue not stored: PRICE, record 2\n",
+     {{"APPLE", "1.50", "1"}, {"PEAR", "2.00", "1"}}},
+    {"a number that just fits", {"/FIELD:PRICE=999.99;QTY=-99", "/UPDATE"}, "",
+     {{"APPLE", "999.99", "-99"}, {"PEAR", "999.99", "-99"}}},
+    {"a negative number too wide", {"/FIELD:QTY=QTY-103", "/UPDATE"}, "Value not stored: QTY, record 1\n",
+     {{"APPLE", "1.50", "3"}, {"PEAR", "2.00", "-98"}}},
+    {"records are counted as /RANGE: counts them", {"/DESC", "/ORDER:NAME", "/RANGE:2", "/FIELD:QTY=1000",
+     "/UPDATE"}, "Value not stored: QTY, record 2\n", kNone},
     {"an assignment without = is passed over", {"/FIELD:x;QTY=4", "/UPDATE"}, "",
      {{"APPLE", "1.50", "4"}, {"PEAR", "2.00", "4"}}},
     {"a bad list leaves the last good one", {"/FIELD:QTY=9", "/FIELD:bad", "/FIELD:", "/UPDATE"},
@@ -113,6 +127,10 @@ const Edit kAppends[] = {
      {{"APPLE", "1.50", "4"}, {"PEAR", "2.00", "6"}, {"PEAR", "2.00", "7"}}},
     {"a text without a colon counts as none", {"/APPENDX"}, "",
      {{"APPLE", "1.50", "3"}, {"PEAR", "2.00", "5"}, {"", "", ""}}},
+    {"a value too wide stays out of a new record", {"/FIELD:NAME=\"KIWI\";PRICE=1000", "/APPEND"},
+     "Value not stored: PRICE\n", {{"APPLE", "1.50", "3"}, {"PEAR", "2.00", "5"}, {"KIWI", "", ""}}},
+    {"a failed number leaves a new record's field blank", {"/FIELD:NAME=\"KIWI\";QTY=QTY+", "/APPEND"},
+     "Error in:   0+\n", {{"APPLE", "1.50", "3"}, {"PEAR", "2.00", "5"}, {"KIWI", "", ""}}},
 };
 
 TEST(Assign, AppendAddsRecords) {
@@ -126,6 +144,21 @@ TEST(Assign, AppendAddsRecords) {
         EXPECT_EQ(result.out, e.out);
         EXPECT_EQ(dir.read("t.dbf"), stamped(goods(e.records)).bytes());
     }
+}
+
+// Dates and binary numbers the field can't hold: each field keeps its value, each
+// says so, and what does fit is written.
+TEST(Assign, ValuesWithoutAStoredFormKeepTheField) {
+    ScratchDir dir;
+    TableImage t;
+    t.fields = {{"D", 'D', 8}, {"T", 'T', 8}, {"I", 'I', 4}, {"N", 'N', 5}};
+    t.add({"20010314", le32(2451545) + le32(0), le32(7), "1"});
+    dir.write("t.dbf", t.bytes());
+    RunResult r = dir.run({"t.dbf", "/DATE:dmy", "/FIELD:D=\"01.-1.2001\";T=\"31.04.2001 00:00:00\";I=3000000000;N=2",
+                           "/UPDATE", "/SELECT:*"});
+    EXPECT_EQ(r.out,
+              "Value not stored: D, record 1\nValue not stored: T, record 1\nValue not stored: I, record 1\n"
+              "14.03.2001|01.01.2000 00:00:00|         7|    2|\n");
 }
 
 TEST(Assign, EachTableOfTheCommandLineIsUpdated) {
@@ -178,7 +211,7 @@ TEST(Assign, AFailingWriteCostsOnlyItsRecord) {
 }
 
 // A value that outgrows the 65536-byte working buffer is not stored in pieces: it
-// is reported like a value that cannot be evaluated, and the field stays blank.
+// is reported like a value that cannot be evaluated, and the record stays.
 TEST(Assign, AValueBeyondTheWorkingBufferIsAnError) {
     ScratchDir dir;
     TableImage t;
@@ -186,10 +219,9 @@ TEST(Assign, AValueBeyondTheWorkingBufferIsAnError) {
     t.add({std::string(40000, 'x'), "1"});
     dir.write("t.dbf", t.bytes());
     RunResult result = dir.run({"t.dbf", "/FIELD:BIG=BIG BIG;QTY=2", "/UPDATE"});
-    EXPECT_EQ(result.out, "Error in: " + std::string(40000, 'x') + " " + std::string(25534, 'x') + "\n");
-    TableImage expected = t;
-    expected.records = {t.record({"", "2"})};
-    EXPECT_EQ(dir.read("t.dbf"), expected.bytes());
+    EXPECT_EQ(result.out, "Error in: " + std::string(40000, 'x') + " " + std::string(25534, 'x') + "\n" +
+                              "Record 1 not updated\n");
+    EXPECT_EQ(dir.read("t.dbf"), t.bytes());
 }
 
 TEST(Assign, MemoAssignmentAppendsToTheMemoFile) {
@@ -273,16 +305,23 @@ TEST(Assign, ImportCarriesMemoAcrossFamilies) {
 // them as they are, and end normally.
 TEST(Assign, ReadOnlyTablesStayUntouched) {
     if (!can_run_as_nobody()) GTEST_SKIP() << "needs to switch to an unprivileged user";
-    const std::vector<std::vector<std::string>> kCalls = {
-        {"/FIELD:QTY=5", "/UPDATE"}, {"/APPEND"}, {"/APPEND:3"}, {"/FIELD:NOTE=\"x\"", "/APPEND"},
-        {"/FIELD:NOTE=\"x\"", "/UPDATE"}, {"+src.dbf"}, {"/DELETE:1"}, {"/DELETE:all", "/RECALL:all"},
+    // A memo text that can't be written is said to be so.
+    const std::vector<std::pair<std::vector<std::string>, std::string>> kCalls = {
+        {{"/FIELD:QTY=5", "/UPDATE"}, ""},
+        {{"/APPEND"}, ""},
+        {{"/APPEND:3"}, ""},
+        {{"/FIELD:NOTE=\"x\"", "/APPEND"}, "Value not stored: NOTE\n"},
+        {{"/FIELD:NOTE=\"x\"", "/UPDATE"}, "Value not stored: NOTE, record 1\n"},
+        {{"+src.dbf"}, ""},
+        {{"/DELETE:1"}, ""},
+        {{"/DELETE:all", "/RECALL:all"}, ""},
     };
     TableImage t;
     t.signature = 0x83;
     t.fields = {{"NAME", 'C', 8}, {"QTY", 'N', 3}, {"NOTE", 'M', 10}};
     MemoImage memo(MemoImage::Dbase3);
     t.add({"A", "1", std::to_string(memo.add("old"))});
-    for (const auto& call : kCalls) {
+    for (const auto& [call, out] : kCalls) {
         SCOPED_TRACE(call[0]);
         ScratchDir dir;
         dir.write("t.dbf", t.bytes());
@@ -293,7 +332,7 @@ TEST(Assign, ReadOnlyTablesStayUntouched) {
         args.insert(args.end(), call.begin(), call.end());
         RunResult result = dir.run(args, true);
         EXPECT_EQ(result.status, 0);
-        EXPECT_EQ(result.out, "");
+        EXPECT_EQ(result.out, out);
         EXPECT_EQ(dir.read("t.dbf"), t.bytes());
         EXPECT_EQ(dir.read("t.dbt"), memo.bytes());
     }
