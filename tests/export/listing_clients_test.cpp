@@ -131,3 +131,34 @@ TEST(ListingClients, SqliteTakesEveryInsert) {
               "'      '|0|'        '|0\n"
               "'zzzzzz'|1234.5|20380119|1\n");
 }
+
+// A table whose text holds both kinds of quotes, ';' and '--', whose memo holds
+// apostrophes, whose field names are keywords or no identifiers, with a NaN and
+// lower-case logicals: SQLite loads the structure script and every insert, and
+// holds what the table holds.
+TEST(ListingClients, SqliteLoadsEveryValueAsTheTableHoldsIt) {
+    if (access(kSqlite, X_OK) != 0) GTEST_SKIP() << "no SQL client: " << kSqlite << " is not installed";
+    ScratchDir dir;
+    TableImage t;
+    t.signature = 0x83;
+    t.fields = {{"NAME", 'C', 24}, {"ORDER", 'N', 5, 1}, {"marker-col", 'L', 1}, {"DESC", 'M', 10}};
+    MemoImage memo(MemoImage::Dbase3);
+    t.add({"Dublin \"IE\"", "1.5", "t", std::to_string(memo.add("it's \"x\";\r\n-- not a comment"))});
+    t.add({"it's; -- 'a' \"b\" '", "nan", "y", std::to_string(memo.add("'"))});
+    t.add({"\"\"''", "-2", "n", ""});
+    t.add({"", "", " ", std::to_string(memo.add("plain"))});
+    dir.write("t.dbf", t.bytes());
+    dir.write("t.dbt", memo.bytes());
+    RunResult r = dir.run({"t.dbf", "/STRUCT:x.sql", "/MEMO:text", "/OUT:x.sql", "/SELECT:*"});
+    ASSERT_EQ(r.out, "");
+    std::string script = ".output /dev/null\n.dbconfig dqs_dml on\n.output stdout\n" + dir.read("x.sql") +
+                         "SELECT quote(NAME), quote(\"ORDER\"), quote(\"marker-col\"), "
+                         "quote(replace(\"DESC\", char(10), '|')) FROM \"t.dbf\" ORDER BY rowid;\n";
+    write_file(dir.file("q.sql"), script);
+    std::string rows = capture(std::string(kSqlite) + " -batch -bail :memory: < " + dir.file("q.sql"));
+    EXPECT_EQ(rows,
+              "'Dublin \"IE\"             '|1.5|1|'it''s \"x\";|-- not a comment|'\n"
+              "'it''s; -- ''a'' \"b\" ''      '|NULL|1|'''|'\n"
+              "'\"\"''''                    '|-2|0|''\n"
+              "'                        '|0|0|'plain|'\n");
+}

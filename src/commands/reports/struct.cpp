@@ -24,6 +24,8 @@
 #include <optional>
 #include <strings.h>
 
+#include "text/sql.h"
+
 namespace {
 
 enum class StructForm { Screen, Text, Sql, Table, Script, Fox };
@@ -97,7 +99,7 @@ void write_text_row(OutStream& out, const DbfTable& table, int field) {
 
 void write_sql_row(OutStream& out, const DbfTable& table, int field, bool last) {
     const FieldDesc& desc = table.fields[field];
-    std::string name = dbf_field_name(table, field);
+    std::string name = sql_name(dbf_field_name(table, field));
     const std::string type = sql_type_name(table, field);
     if (is_n_or_f(desc) && desc.decimals != 0)
         out.print("\t%-11s %s(%d,%d)", name.c_str(), type.c_str(), desc.length, desc.decimals);
@@ -194,7 +196,7 @@ void cmd_struct(Pass& pass, const char* text) {
             for (int i = 0; i < count; ++i) write_text_row(out, table, i);
             break;
         case StructForm::Sql:
-            out.print("CREATE TABLE \"%s\" (\n", table.path.c_str());
+            out.print("CREATE TABLE %s (\n", sql_quoted(table.path, '"').c_str());
             for (int i = 0; i < count; ++i) write_sql_row(out, table, i, i == count - 1);
             out.write("\t);\n\n");
             break;

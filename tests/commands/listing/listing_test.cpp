@@ -3,6 +3,7 @@
 // Listings through the real program: /OUT chooses the target, /SELECT: writes it.
 #include <gtest/gtest.h>
 
+#include <limits>
 #include <string>
 #include <sys/stat.h>
 #include <vector>
@@ -177,7 +178,8 @@ TEST(Listing, NewTargetsGetTheModeOfTheUmask) {
 }
 
 TEST(Listing, ValuesAreWrittenAsTheyAre) {
-    // Quotes, percent signs and high bytes go out untouched; only HTML escapes.
+    // Quotes, percent signs and high bytes go out untouched; only SQL doubles the
+    // quote that encloses a value, and HTML escapes. A lower-case logical is true.
     TableImage t;
     t.fields = {{"C", 'C', 8}, {"L", 'L', 1}};
     t.add({"5%d\"'<&", "T"});
@@ -187,15 +189,15 @@ TEST(Listing, ValuesAreWrittenAsTheyAre) {
     check({
         {"screen", t, {"/S:*"}, "5%d\"'<& |T|\n\xC0\xFF      |Y|\n        |y|\n        | |\n"},
         {"sql logicals", t, {"/OUT:x.sql", "/S:*"}, "", "x.sql",
-         "insert into \"t.dbf\" (C, L ) values (\"5%d\"'<& \", TRUE );\n"
+         "insert into \"t.dbf\" (C, L ) values (\"5%d\"\"'<& \", TRUE );\n"
          "insert into \"t.dbf\" (C, L ) values (\"\xC0\xFF      \", TRUE );\n"
-         "insert into \"t.dbf\" (C, L ) values (\"        \", FALSE);\n"
+         "insert into \"t.dbf\" (C, L ) values (\"        \", TRUE );\n"
          "insert into \"t.dbf\" (C, L ) values (\"        \", FALSE);\n"},
         {"script logicals", t, {"/OUT:x.prg", "/S:L"}, "", "x.prg",
          "use t.dbf\n"
          "append blank\nreplace ;\n\tL with .T.\n"
          "append blank\nreplace ;\n\tL with .T.\n"
-         "append blank\nreplace ;\n\tL with .F.\n"
+         "append blank\nreplace ;\n\tL with .T.\n"
          "append blank\nreplace ;\n\tL with .F.\n"
          "use\t&&\tt.dbf\n\n"},
         {"html escapes, blank cells", t, {"/OUT:x.htm", "/S:*"}, "", "x.htm",
@@ -208,6 +210,35 @@ TEST(Listing, ValuesAreWrittenAsTheyAre) {
     });
 }
 
+// SQL that means what the table holds: the enclosing quote doubled inside a value,
+// names that are keywords or no plain identifiers in double quotes, NaN as NULL.
+// Values and names without such characters keep their bytes.
+TEST(Listing, SqlQuotesWhatWouldBreakIt) {
+    TableImage names;
+    names.fields = {{"ORDER", 'N', 3}, {"marker-col", 'C', 2}, {"T/W/D", 'C', 1}, {"Plain_1", 'C', 1},
+                    {"\"Q", 'C', 1}, {"", 'C', 1}, {"user", 'C', 1}};
+    names.add({"1", "ab", "c", "d", "e", "f", "g"});
+    TableImage values;
+    values.fields = {{"C", 'C', 12}, {"N", 'N', 6, 2}, {"F", 'F', 6}, {"B", 'B', 8, 1}, {"D", 'D', 8}};
+    values.add({"say \"hi\"", "nan", "-nan", double_bytes(std::numeric_limits<double>::quiet_NaN()), "20010314"});
+    values.add({"it's; --x", "1.5", "inf", double_bytes(2.5), ""});
+    check({
+        {"names", names, {"/OUT:x.sql", "/S:*", "/STRUCT:x.sql"}, "", "x.sql",
+         "insert into \"t.dbf\" (\"ORDER\", \"marker-col\", \"T/W/D\", Plain_1, \"\"\"Q\", \"\", \"user\" ) values "
+         "(  1, \"ab\", \"c\", \"d\", \"e\", \"f\", \"g\");\n"
+         "CREATE TABLE \"t.dbf\" (\n\t\"ORDER\"     Numeric(3),\n\t\"marker-col\" Character(2),\n"
+         "\t\"T/W/D\"     Character(1),\n\tPlain_1     Character(1),\n\t\"\"\"Q\"       Character(1),\n"
+         "\t\"\"          Character(1),\n\t\"user\"      Character(1)\n\t);\n\n"},
+        {"values", values, {"/OUT:x.sql", "/S:*"}, "", "x.sql",
+         "insert into \"t.dbf\" (C, N, F, B, D ) values (\"say \"\"hi\"\"    \", NULL, NULL, NULL, \"20010314\");\n"
+         "insert into \"t.dbf\" (C, N, F, B, D ) values (\"it's; --x   \",   1.50, NULL,                  2.5, "
+         "\"        \");\n"},
+        {"a date delimiter that is the quote", values, {"/DATE:\"", "/DATE:dmy", "/OUT:x.sql", "/S:D"}, "", "x.sql",
+         "insert into \"t.dbf\" (D ) values (\"14\"\"03\"\"2001\");\n"
+         "insert into \"t.dbf\" (D ) values (\"          \");\n"},
+    });
+}
+
 TEST(Listing, PathAndNamesAreNeverTouched) {
     ScratchDir dir;
     TableImage t;
@@ -216,7 +247,8 @@ TEST(Listing, PathAndNamesAreNeverTouched) {
     dir.write("p%s\x80.dbf", t.bytes());
     RunResult r = dir.run({"p%s\x80.dbf", "/NAME", "/HDR", "/S:*", "/OUT:x.sql", "/S:*", "/OUT:x.htm", "/S:*"});
     EXPECT_EQ(r.out, "\xC0X|\n\x80 |p%s\x80.dbf\n");
-    EXPECT_EQ(dir.read("x.sql"), "insert into \"p%s\x80.dbf\" (\xC0X ) values (\"\x80 \");\n");
+    // No plain identifier: the name stands in quotes.
+    EXPECT_EQ(dir.read("x.sql"), "insert into \"p%s\x80.dbf\" (\"\xC0X\" ) values (\"\x80 \");\n");
     // The cell goes to ANSI; the field name and the path do not.
     EXPECT_EQ(dir.read("x.htm"), kHtmlHead + "<tr><td align=center>\xC0X</td></tr>\n"
                                              "<tr valign=top><td>\xC0 </td><td>p%s\x80.dbf</td></tr>\n</table>\n");
@@ -331,7 +363,7 @@ TEST(Listing, MemoFields) {
          "insert into \"t.dbf\" (M, A ) values ('a\nb\n', \"a \");\n"
          "insert into \"t.dbf\" (M, A ) values ('', \"b \");\n"
          "insert into \"t.dbf\" (M, A ) values ('x\x1Ay\n', \"c \");\n"
-         "insert into \"t.dbf\" (M, A ) values ('5% \"q\" 'x' <a@b.c>\n', \"d \");\n"
+         "insert into \"t.dbf\" (M, A ) values ('5% \"q\" ''x'' <a@b.c>\n', \"d \");\n"
          "insert into \"t.dbf\" (M, A ) values ('', \"e \");\n"},
         {"script, summary gives empty strings", {"/OUT:x.prg", "/S:M"}, "", "x.prg",
          kScriptHead +
