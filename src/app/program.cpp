@@ -187,6 +187,7 @@ int run_program(OutStream& console, FileSystem& fs, int argc, char** argv) {
         console.write(fatal.message);
         status = 1;
     }
-    console.flush();
+    // Output that was lost makes the run a failure, though it went on to the end.
+    if (!console.flush() || run.output_failed) status = 1;
     return status;
 }

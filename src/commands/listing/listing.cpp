@@ -114,12 +114,16 @@ void cmd_select(Pass& pass, const char* text) {
         File opened = pass.run.fs.open_append(*output.file_name);
         if (!opened.is_open()) {
             pass.out.print("Can't open %s\n", output.file_name->c_str());
+            pass.run.output_failed = true;
             return;
         }
         file.emplace(std::move(opened));
     }
     std::unique_ptr<ListingSink> sink = make_sink(ListingContext{pass, fields}, file ? *file : pass.out);
-    if (!sink->begin()) return;
+    if (!sink->begin()) {
+        pass.run.output_failed = true;
+        return;
+    }
 
     if (!pass.run.ranges) {
         for (int32_t i = 0; i < dbf_record_count(table); ++i) render_record(pass, *sink, fields, i);
@@ -128,4 +132,5 @@ void cmd_select(Pass& pass, const char* text) {
             if (position < dbf_record_count(table)) render_record(pass, *sink, fields, position);
     }
     sink->end();
+    if (file && !file->flush()) pass.run.output_failed = true;
 }

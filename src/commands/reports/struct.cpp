@@ -215,4 +215,5 @@ void cmd_struct(Pass& pass, const char* text) {
             out.write("\t)\n\n");
             break;
     }
+    if (file && !file->flush()) pass.run.output_failed = true;
 }

@@ -3,9 +3,12 @@
 // Listings through the real program: /OUT chooses the target, /SELECT: writes it.
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <limits>
 #include <string>
 #include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
 #include <vector>
 
 #include "commands/listing/listing.h"
@@ -290,10 +293,50 @@ TEST(Listing, UnopenableTargets) {
     dir.write("t.dbf", sample().bytes());
     ASSERT_EQ(mkdir(dir.file("d.sql").c_str(), 0755), 0);
     RunResult r = dir.run({"t.dbf", "/OUT:nodir/x.htm", "/S:*", "/S:A", "/OUT:d.sql", "/S:A", "/OUT:x.txt", "/S:A"});
-    EXPECT_EQ(r.status, 0);
+    EXPECT_EQ(r.status, 1) << "the run goes on, and ends as a failure";
     EXPECT_EQ(r.out, "Can't open nodir/x.htm\nCan't open nodir/x.htm\nCan't open d.sql\n");
     EXPECT_EQ(dir.read("x.txt"), "ab |\n");
     EXPECT_FALSE(dir.exists("nodir"));
+}
+
+// Output that cannot be written: the run goes on as it would, with its messages,
+// and its exit status says that something was lost.
+TEST(Listing, LostOutputEndsWithStatusOne) {
+    struct Case {
+        const char* what;
+        std::string command;  // run in the scratch directory by sh
+        int status;
+        std::string out;      // in out.txt
+    };
+    const Case cases[] = {
+        {"console on a full disk", "./trugtool t.dbf '/SELECT:*' /COUNT > /dev/full", 1, ""},
+        {"only the count, on a full disk", "./trugtool t.dbf /COUNT > /dev/full", 1, ""},
+        {"a fatal message on a full disk", "./trugtool nosuch.dbf /COUNT > /dev/full", 1, ""},
+        {"a listing file on a full disk", "./trugtool t.dbf /OUT:full.txt '/S:*' /OUT /S:A /COUNT > out.txt", 1,
+         "ab |\n1\n"},
+        {"an SQL listing on a full disk", "./trugtool t.dbf /OUT:full.sql '/S:*' /COUNT > out.txt", 1, "1\n"},
+        {"a report file on a full disk", "./trugtool t.dbf /STRUCT:full.txt /COUNT > out.txt", 1, "1\n"},
+        {"a listing target that can't be opened", "./trugtool t.dbf /OUT:nodir/x.sql '/S:*' /COUNT > out.txt", 1,
+         "Can't open nodir/x.sql\n1\n"},
+        {"a table target that can't be made", "./trugtool t.dbf /OUT:nodir/x.dbf '/S:*' /COUNT > out.txt", 1,
+         "Can't open nodir/x.dbf\n1\n"},
+        {"all written", "./trugtool t.dbf /OUT:x.txt '/S:*' /COUNT > out.txt", 0, "1\n"},
+        {"a pipe", "./trugtool t.dbf '/S:*' /COUNT | cat > out.txt", 0, "ab | 1.50|20010314|\n1\n"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        ScratchDir dir;
+        dir.write("t.dbf", sample().bytes());
+        ASSERT_EQ(symlink("/dev/full", dir.file("full.txt").c_str()), 0);
+        ASSERT_EQ(symlink("/dev/full", dir.file("full.sql").c_str()), 0);
+        const std::string command = "cd '" + dir.path() + "' && TZ=UTC " + c.command;
+        int raw = std::system(command.c_str());
+        ASSERT_TRUE(WIFEXITED(raw));
+        EXPECT_EQ(WEXITSTATUS(raw), c.status);
+        if (!c.out.empty()) {
+            EXPECT_EQ(dir.read("out.txt"), c.out);
+        }
+    }
 }
 
 TEST(Listing, ReadOnlyTarget) {
@@ -302,7 +345,7 @@ TEST(Listing, ReadOnlyTarget) {
     dir.write("t.dbf", sample().bytes());
     dir.write("x.htm", "kept\n");
     RunResult r = dir.run({"t.dbf", "/OUT:x.htm", "/S:*", "/OUT:new.txt", "/S:*", "/OUT", "/S:A"}, true);
-    EXPECT_EQ(r.status, 0);
+    EXPECT_EQ(r.status, 1);
     EXPECT_EQ(r.out, "Can't open x.htm\nCan't open new.txt\nab |\n");
     EXPECT_EQ(dir.read("x.htm"), "kept\n");
     EXPECT_FALSE(dir.exists("new.txt"));
