@@ -1,5 +1,6 @@
 // tests/driver/program_test.cpp
 #include <algorithm>
+#include <sys/stat.h>
 
 #include <gtest/gtest.h>
 
@@ -80,9 +81,72 @@ TEST(ProgramStart, EarlyParametersAndUsage) {
         {"a parameter first means no table", {"/count", "a.dbf"}, 0, ""},
         {"/? after a table prints the usage and goes on", {"a.dbf", "/?", "/COUNT"}, 0, usage + "3\n"},
         {"/h after a table is unknown", {"a.dbf", "/h"}, 0, "Unknown function: [h].\n"},
+        {"--help alone", {"--help"}, 0, usage},
+        {"--help with more behind it is no early parameter", {"--help", "a.dbf"}, 0, ""},
+        {"--version with more behind it is no early parameter", {"--version", "a.dbf"}, 0, ""},
+        {"--Help is no --help", {"--Help"}, 0, usage},
     };
     Dir dir;
     for (const Call& c : calls) check(dir, c);
+}
+
+TEST(ProgramStart, DashDashVersionAloneIsTheVersionLine) {
+    Dir dir;
+    RunResult r = dir.run({"--version"});
+    EXPECT_EQ(r.status, 0);
+    EXPECT_EQ(r.out.rfind("Version 1.05 compiled at ", 0), 0u);
+    EXPECT_EQ(std::count(r.out.begin(), r.out.end(), '\n'), 1);
+    EXPECT_EQ(r.out, dir.run({"/VERSION"}).out);
+}
+
+// Before the first parameter, an argument that starts with '/' and names an existing
+// file is a table; every other one is a parameter. Names given to parameters take
+// absolute paths as they take any other. "~" stands for the scratch directory.
+TEST(TablePass, AbsolutePathsNameTables) {
+    const Call calls[] = {
+        {"one absolute table", {"~/a.dbf", "/COUNT"}, 0, "3\n"},
+        {"absolute and relative tables", {"~/a.dbf", "b.dbf", "~/b.dbf", "/NAME", "/COUNT"}, 0,
+         "       3|~/a.dbf\n       5|b.dbf\n       5|~/b.dbf\n"},
+        {"an absolute table behind the first parameter is a parameter", {"a.dbf", "/COUNT", "~/b.dbf"}, 0,
+         "3\nUnknown function: [~b.dbf].\n"},
+        {"a path to no file is a parameter", {"~/nosuch.dbf", "/COUNT"}, 0, ""},
+        {"a path to a directory is a parameter", {"~/", "/COUNT"}, 0, ""},
+        {"an absolute table alone shows the usage", {"~/a.dbf"}, 0, kUsage},
+        {"a table under a directory beginning with h is no /h", {"~/h/a.dbf", "/COUNT"}, 0, "3\n"},
+        {"a table named like an early parameter", {"~/h/version", "/COUNT"}, 0, "3\n"},
+        {"listing and report files, a list", {"a.dbf", "/OUT:~/h/x.txt", "/S:NAME", "/STRUCT:~/h/s.txt", "@~/h/c.lst"},
+         0, "3\n"},
+        {"comparison, import, creation", {"a.dbf", "/CMP:~/b.dbf", "/CMP:", "+~/b.dbf", "/MAKE:~/h/new.dbf", "/COUNT"},
+         0, "8\n"},
+    };
+    for (const Call& c : calls) {
+        Dir dir;
+        ASSERT_EQ(mkdir(dir.file("h").c_str(), 0755), 0);
+        dir.write("h/a.dbf", table_of(3));
+        dir.write("h/version", table_of(3));
+        dir.write("h/c.lst", "/COUNT\n");
+        // "~/" is the directory and its slash; "~" alone, the directory without its
+        // leading slash, as an unknown function shows it.
+        auto placed = [&](std::string text) {
+            for (size_t at = text.find('~'); at != std::string::npos; at = text.find('~', at)) {
+                const bool slash = at + 1 < text.size() && text[at + 1] == '/';
+                const std::string by = slash ? dir.path() : dir.path().substr(1) + "/";
+                text.replace(at, 1, by);
+                at += by.size();
+            }
+            return text;
+        };
+        Call call{c.what, {}, c.status, placed(c.out)};
+        for (const std::string& arg : c.args) call.args.push_back(placed(arg));
+        check(dir, call);
+        if (std::string(c.what).rfind("listing", 0) == 0) {
+            EXPECT_EQ(dir.read("h/x.txt"), "0         |\n1         |\n2         |\n");
+            EXPECT_NE(dir.read("h/s.txt").find("Record count\t\t:\t         3\n"), std::string::npos);
+        }
+        if (std::string(c.what).rfind("comparison", 0) == 0) {
+            EXPECT_EQ(dir.read("h/new.dbf").size(), 32u + 2 * 32 + 1);
+        }
+    }
 }
 
 TEST(ProgramStart, VersionEarlyAnswersOnceAndPerTableLater) {
