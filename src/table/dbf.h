@@ -249,9 +249,9 @@ char* dbf_field_raw_text(DbfTable& table, int field);
 double dbf_field_number(DbfTable& table, int field);
 // The calendar fields of a D or T field, not normalised.
 std::tm dbf_field_date(DbfTable& table, int field);
-// True if the field's date can be shown: its numbers, carried over as a calendar
-// carries them (30 February is 2 March), name a moment of the years 1 to 9999.
-// No time zone takes part.
+// True if the field's date can be shown: a text date's year is four digits, and
+// its numbers, carried over as a calendar carries them (30 February is 2 March),
+// name a moment of the years 1 to 9999. No time zone takes part.
 bool dbf_field_date_shown(DbfTable& table, int field);
 // atol of the field's first `length` bytes.
 long dbf_field_atol(const DbfTable& table, int field);

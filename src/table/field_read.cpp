@@ -7,10 +7,11 @@
 // 32-bit count of milliseconds since midnight, all little-endian. Everything else
 // is text: N and F right-aligned numbers, D as YYYYMMDD, T as YYYYMMDDHHMMSS.
 //
-// A date is shown with the numbers it stores, and only if those numbers, carried
-// over as a calendar carries them, name a moment of the years 1 to 9999; otherwise
-// it shows as blanks. So 30 February 2001 shows as stored (it is 2 March), while a
-// blank date (year 0) and month 13 of 9999 do not show.
+// A date is shown with the numbers it stores, and only if its year is written in
+// four digits and those numbers, carried over as a calendar carries them, name a
+// moment of the years 1 to 9999; otherwise it shows as blanks. So 30 February 2001
+// shows as stored (it is 2 March), while a blank date (year 0), month 13 of 9999
+// and "04/25/1989" (the year "04/2") do not show.
 //
 // A field whose bytes would reach past the record buffer (possible only behind very
 // wide character fields) is read as if it were missing: the empty text for C, L and
@@ -327,6 +328,14 @@ std::tm dbf_field_date(DbfTable& table, int field) {
 }
 
 bool dbf_field_date_shown(DbfTable& table, int field) {
+    // A year is stored in four digits, 0999 for 999: text whose first columns only
+    // read as a small number ("04/25/1989" as the year 4) is no date.
+    if (!is_day_number_layout(table.fields[field])) {
+        const uint8_t* year = dbf_field_width(table, field) >= 4 ? dbf_field_ptr(table, field, 4) : nullptr;
+        if (year == nullptr) return false;
+        for (int i = 0; i < 4; ++i)
+            if (year[i] < '0' || year[i] > '9') return false;
+    }
     int64_t second = seconds_of(dbf_field_date(table, field));
     return second >= kFirstShownSecond && second <= kLastShownSecond;
 }
