@@ -5,6 +5,7 @@
 // to the text, so marks of one page in different languages are one page here.
 // Kamenický (895), Mazovia (620) and Mac Greek (10006) have marks but no converter
 // in the GNU C library; they are known, and a converter for them fails to open.
+// Mac Cyrillic is the page as Mac OS 9 and later have it (0xA2 is Ґ, not ¢).
 #include "text/code_page_marks.h"
 
 #include <algorithm>
@@ -22,7 +23,7 @@ constexpr CodePage kPages[] = {
     {1251, "WINDOWS-1251", false}, {1252, "WINDOWS-1252", false},  {1253, "WINDOWS-1253", false},
     {1254, "WINDOWS-1254", false}, {1255, "WINDOWS-1255", false},  {1256, "WINDOWS-1256", false},
     {1257, "WINDOWS-1257", false}, {10000, "MACINTOSH", false},    {10006, nullptr, false},
-    {10007, "CP10007", false},     {10029, "MAC-CENTRALEUROPE", false},
+    {10007, "MAC-CYRILLIC", false}, {10029, "MAC-CENTRALEUROPE", false},
 };
 
 struct Mark {
