@@ -16,10 +16,11 @@
 // the file by itself, so a write that fails costs that record and no other.
 //
 // Under /UTF8 the list is typed in UTF-8 and converted to the table's code page
-// before it is applied, once per command. An assignment the page can't hold fails
-// with a message naming its field, and the command then changes no record.
+// before it is applied. An assignment the page can't hold fails with a message
+// naming its field, and /UPDATE or /APPEND then changes no record.
 #include "commands/editing/assign.h"
 
+#include <algorithm>
 #include <climits>
 #include <cstdlib>
 #include <cstring>
@@ -47,41 +48,11 @@ int append_count(const char* text) {
 
 // One record of /UPDATE. A record that cannot be read is not touched: the buffer
 // would hold another record's bytes.
-void update_record(Pass& pass, const std::string& list, int32_t position) {
+void update_record(Pass& pass, int32_t position) {
     if (!dbf_read_record(pass.table, position)) return;
-    (void)apply_assignments(pass, list);  // its messages said what failed
+    apply_field_text(pass);
     // A record that can't be written keeps its old values; the update goes on.
     (void)dbf_write_record(pass.table, position);
-}
-
-// The assignment list in the table's code page: as typed, or under /UTF8 converted
-// from UTF-8. No value, after a message naming the field, if an assignment holds
-// what the page can't.
-std::optional<std::string> table_field_text(Pass& pass) {
-    const std::string& list = *pass.run.field_text;
-    if (!pass.run.settings.utf8 || is_ascii(list)) return list;
-    TextCodec* codec = table_codec(pass.run, pass.table);
-    if (codec == nullptr) return std::nullopt;
-    std::string converted;
-    size_t start = 0;
-    while (start <= list.size()) {
-        size_t end = list.find(';', start);
-        if (end == std::string::npos) end = list.size();
-        const std::string_view assignment = std::string_view(list).substr(start, end - start);
-        switch (codec->from_utf8(assignment, converted)) {
-            case EncodeResult::Ok: break;
-            case EncodeResult::NotInCodePage:
-                pass.out.print("Not in code page %d: %.*s\n", codec->page().number,
-                               static_cast<int>(assignment.find('=')), assignment.data());
-                return std::nullopt;
-            case EncodeResult::BadUtf8:
-                pass.out.print("Not UTF-8: %.*s\n", static_cast<int>(assignment.find('=')), assignment.data());
-                return std::nullopt;
-        }
-        if (end < list.size()) converted += ';';
-        start = end + 1;
-    }
-    return converted;
 }
 
 // The source field's value as the pair of text and number that a store takes.
@@ -100,6 +71,37 @@ const char* import_value(DbfTable& source, int field, std::optional<std::string>
     number = std::atof(text);
     return text;
 }
+
+// The assignment list in the table's code page: as typed, or under /UTF8 converted
+// from UTF-8. No value if an assignment holds what the page can't; with `report`,
+// a message names its field.
+std::optional<std::string> table_field_text(Pass& pass, bool report) {
+    const std::string& list = *pass.run.field_text;
+    if (!pass.run.settings.utf8 || is_ascii(list)) return list;
+    TextCodec* codec = table_codec(pass.run, pass.table);
+    if (codec == nullptr) return std::nullopt;
+    std::string converted;
+    for (size_t start = 0; start <= list.size();) {
+        size_t end = list.find(';', start);
+        if (end == std::string::npos) end = list.size();
+        const std::string_view assignment = std::string_view(list).substr(start, end - start);
+        const EncodeResult result = codec->from_utf8(assignment, converted);
+        if (result != EncodeResult::Ok) {
+            const int name_length = static_cast<int>(std::min(assignment.find('='), assignment.size()));
+            if (report && result == EncodeResult::NotInCodePage)
+                pass.out.print("Not in code page %d: %.*s\n", codec->page().number, name_length, assignment.data());
+            if (report && result == EncodeResult::BadUtf8)
+                pass.out.print("Not UTF-8: %.*s\n", name_length, assignment.data());
+            return std::nullopt;
+        }
+        if (end < list.size()) converted += ';';
+        start = end + 1;
+    }
+    return converted;
+}
+
+// Whether the assignment list can be applied to this table; if not, a message said why.
+bool field_text_fits(Pass& pass) { return table_field_text(pass, true).has_value(); }
 
 void import_records(DbfTable& table, DbfTable& source) {
     const int32_t count = dbf_record_count(source);
@@ -131,14 +133,13 @@ void cmd_field(Pass& pass, const char* text) {
 
 bool apply_field_text(Pass& pass) {
     if (!pass.run.field_text) return false;
-    std::optional<std::string> list = table_field_text(pass);
-    return list && apply_assignments(pass, *list);
-}
-
-bool apply_assignments(Pass& pass, const std::string& list) {
     DbfTable& table = pass.table;
     bool result = true;
     int32_t ok = 1;  // once for the whole list: after a failure every numeric value fails
+    const bool convert = pass.run.settings.utf8 && !is_ascii(*pass.run.field_text);
+    const std::optional<std::string> converted = convert ? table_field_text(pass, false) : std::nullopt;
+    if (convert && !converted) return false;
+    const std::string& list = convert ? *converted : *pass.run.field_text;
     // Not cleared: every use follows cond_substitute_fields, which terminates its
     // text; clearing 64 KiB for each record of an /UPDATE cost more than the rest.
     std::unique_ptr<char[]> work(new char[kWorkSize]);
@@ -189,17 +190,16 @@ void cmd_update(Pass& pass) {
         pass.out.write("Fields must be specified...\n");
         return;
     }
+    if (!field_text_fits(pass)) return;
     DbfTable& table = pass.table;
-    const std::optional<std::string> list = table_field_text(pass);
-    if (!list) return;
     if (!pass.run.ranges) {
-        for (int32_t position = 0; position < dbf_record_count(table); ++position) update_record(pass, *list, position);
+        for (int32_t position = 0; position < dbf_record_count(table); ++position) update_record(pass, position);
         return;
     }
     const std::vector<int32_t>& ranges = *pass.run.ranges;
     for (size_t i = 0; i < ranges.size(); ++i) {
         const int32_t position = ranges[i];
-        if (position >= 0 && position < dbf_record_count(table)) update_record(pass, *list, position);
+        if (position >= 0 && position < dbf_record_count(table)) update_record(pass, position);
     }
 }
 
@@ -210,11 +210,8 @@ void cmd_append(Pass& pass, const char* text) {
         if (strcasecmp(text + 1, "blank") == 0) blank = true;
         else count = append_count(text + 1);
     }
-    if (!blank && pass.run.field_text) {
-        const std::optional<std::string> list = table_field_text(pass);
-        if (!list) return;  // a value the table's code page can't hold: no record is added
-        (void)apply_assignments(pass, *list);  // its messages said what failed
-    }
+    if (!blank && pass.run.field_text && !field_text_fits(pass)) return;
+    if (!blank && pass.run.field_text) (void)apply_field_text(pass);  // its messages said what failed
     // A count of 0 or below adds nothing.
     for (int i = 0; i < count; ++i) {
         if (!dbf_append_record(pass.table, blank)) break;

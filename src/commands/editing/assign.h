@@ -3,8 +3,6 @@
 // /FIELD: assignments, /UPDATE, /APPEND and +file.dbf imports.
 #pragma once
 
-#include <string>
-
 #include "commands/run.h"
 
 // Keeps the assignment list for the /UPDATE and /APPEND behind it.
@@ -12,8 +10,6 @@ void cmd_field(Pass& pass, const char* text);
 // Applies the assignment list to the record buffer (under /UTF8 converted to the
 // table's code page first); false if any assignment failed (each failure has said so).
 bool apply_field_text(Pass& pass);
-// Applies `list`, in the table's code page, to the record buffer; false if any assignment failed, after a message.
-bool apply_assignments(Pass& pass, const std::string& list);
 // Applies the list to every visible record, or to those of /RANGE:.
 void cmd_update(Pass& pass);
 // /APPEND[:N|:blank]: adds records holding the assignments, or blank ones.
