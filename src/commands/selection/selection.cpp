@@ -21,6 +21,11 @@
 
 namespace {
 
+// Bytes that cut or group a condition wherever they stand. The second byte of a
+// character of a multi-byte page may be one of them ('|' or '~'); such a constant
+// can't be written in a condition, and its clause is false like any other.
+constexpr const char* kSyntaxBytes = "&|()\"'<>=~";
+
 // A clause that never holds, as its ~= operator says, with the parentheses that
 // `clause` leaves open or closes.
 void never_clause(std::string_view clause, std::string& out) {
@@ -44,7 +49,8 @@ bool append_clause(TextCodec* codec, const DbfTable& table, std::string_view cla
         size_t end = i;
         while (end < clause.size() && static_cast<uint8_t>(clause[end]) >= 0x80) ++end;
         bytes.clear();
-        if (codec == nullptr || codec->from_utf8(clause.substr(i, end - i), bytes) != EncodeResult::Ok) {
+        if (codec == nullptr || codec->from_utf8(clause.substr(i, end - i), bytes) != EncodeResult::Ok ||
+            bytes.find_first_of(kSyntaxBytes) != std::string::npos) {
             out.resize(start);
             return false;
         }

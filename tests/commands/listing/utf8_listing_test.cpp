@@ -2,7 +2,8 @@
 //
 // /UTF8, /CP:, and the CSV and JSON Lines targets, run as a user runs them, on a
 // DOS Russian table (cp866, with a Cyrillic field name and a memo), a table without
-// a code page mark, and one of a page the C library can't convert.
+// a code page mark, one of a page the C library can't convert, and a Japanese one
+// (Shift-JIS, whose characters take two bytes).
 #include <gtest/gtest.h>
 
 #include <optional>
@@ -23,7 +24,7 @@ const std::string kTver = "\x92\xA2\xA5\xE0\xEC";       // Тверь
 const std::string kKazan = "\x8A\xA0\xA7\xA0\xAD\xEC";  // Казань
 
 // ru.dbf (cp866): ИМЯ C8, CITY C8, N N6.2, D, L, NOTE memo; the third record deleted.
-// plain.dbf: no mark, one field W holding 0xE1. cz.dbf: Kamenický (895).
+// plain.dbf: no mark, one field W holding 0xE1. cz.dbf: Kamenický (895). jp.dbf: cp932.
 void write_tables(const ScratchDir& dir) {
     MemoImage memo(MemoImage::Dbase3);
     std::string note = std::to_string(memo.add("\x91\xE2\xE0\xAE\xAA\xA0, \"\xAE\xA4\xA8\xAD\"\r\n\xA4\xA2\xA0"));
@@ -45,6 +46,13 @@ void write_tables(const ScratchDir& dir) {
     TableImage cz = plain;
     cz.code_page_mark = 0x68;
     dir.write("cz.dbf", cz.bytes());
+
+    TableImage jp;
+    jp.code_page_mark = 0x13;
+    jp.fields = {{"NAME", 'C', 4}};
+    jp.add({"\x93\xFA\x96\x7B"});  // 日本
+    jp.add({"\x83\x7C\x83\x93"});  // ポン: the second byte of ポ is '|'
+    dir.write("jp.dbf", jp.bytes());
 }
 
 struct Case {
@@ -164,6 +172,8 @@ TEST(Utf8Listing, TypedTextGoesToTheTablesPage) {
         {"even for <>", {"ru.dbf", "/UTF8", "/FILTER:CITY<>\"Ω\"", "/S:N"}, ""},
         {"parentheses kept", {"ru.dbf", "/UTF8", "/FILTER:(CITY=\"Ω\"|CITY=\"Тверь\")&L=\"?\"", "/S:N"}, "  0.00|\n"},
         {"malformed UTF-8", {"ru.dbf", "/UTF8", "/FILTER:CITY=\"\xFF\"|N<0", "/S:N"}, " -2.00|\n"},
+        {"a multi-byte page", {"jp.dbf", "/UTF8", "/FILTER:NAME=\"日本\"", "/S:NAME"}, "日本|\n"},
+        {"a constant whose bytes would cut the condition", {"jp.dbf", "/UTF8", "/FILTER:NAME=\"ポ\"", "/S:NAME"}, ""},
         {"an assignment stores the page's bytes",
          {"ru.dbf", "/UTF8", "/FIELD:CITY=\"Казань\"", "/RANGE:1", "/UPDATE", "/UTF8-", "/S:CITY"}, kKazan + "  |\n"},
         {"one the page can't hold changes no record",
