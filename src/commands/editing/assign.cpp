@@ -14,10 +14,6 @@
 // /UPDATE applies the list to records in the file, /APPEND adds records, and
 // +file.dbf adds the records of another table by field names. Every record goes to
 // the file by itself, so a write that fails costs that record and no other.
-//
-// Under /UTF8 the list is typed in UTF-8 and converted to the table's code page
-// before it is applied. An assignment the page can't hold fails with a message
-// naming its field, and /UPDATE or /APPEND then changes no record.
 #include "commands/editing/assign.h"
 
 #include <algorithm>
@@ -74,7 +70,7 @@ const char* import_value(DbfTable& source, int field, std::optional<std::string>
 
 // The assignment list in the table's code page: as typed, or under /UTF8 converted
 // from UTF-8. No value if an assignment holds what the page can't; with `report`,
-// a message names its field.
+// a message names its field. /UPDATE and /APPEND ask first, and then change no record.
 std::optional<std::string> table_field_text(Pass& pass, bool report) {
     const std::string& list = *pass.run.field_text;
     if (!pass.run.settings.utf8 || is_ascii(list)) return list;
