@@ -4,8 +4,8 @@
 // the settings that parameters set and that stay from table to table, the output
 // target, the /FIELD: text, the /RANGE: list, the comparison table, the character
 // sets of the settings file, the list files being read, the code page converters,
-// and the console and file system everything goes through. A Pass adds the table of one pass over the
-// parameters. Nothing a run needs lives anywhere else.
+// and the console and file system everything goes through. A Pass adds the table
+// of one pass over the parameters. Nothing a run needs lives anywhere else.
 //
 // A fatal message (a table that can't be opened, a report that can't be created)
 // ends the run: die() throws Fatal, and whoever started the run prints its text and
@@ -56,6 +56,7 @@ struct Run {
     OutStream& out;  // the console
     FileSystem& fs;
     RunSettings settings;
+    TextCodecs codecs;  // converters to and from UTF-8, by code page
     OutputTarget output;
     std::optional<std::string> field_text;       // assignment list of /FIELD:
     std::optional<std::vector<int32_t>> ranges;  // /RANGE: list; no value: all records
@@ -63,7 +64,6 @@ struct Run {
     bool compare_armed = false;
     CharacterSets sets;                          // of the settings file
     std::vector<FileId> open_lists;              // list files being read, outermost first
-    TextCodecs codecs;                           // converters to and from UTF-8, by code page
 };
 
 // One pass over the parameters for one table.
