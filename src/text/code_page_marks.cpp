@@ -6,6 +6,8 @@
 // Kamenický (895), Mazovia (620) and Mac Greek (10006) have marks but no converter
 // in the GNU C library; they are known, and a converter for them fails to open.
 // Mac Cyrillic is the page as Mac OS 9 and later have it (0xA2 is Ґ, not ¢).
+// UTF-8 (65001) has no mark; /CP:65001 names it for tables that hold UTF-8 text,
+// as many written by GIS programs and scripts do, and it is checked on the way.
 #include "text/code_page_marks.h"
 
 #include <algorithm>
@@ -23,7 +25,7 @@ constexpr CodePage kPages[] = {
     {1251, "WINDOWS-1251", false}, {1252, "WINDOWS-1252", false},  {1253, "WINDOWS-1253", false},
     {1254, "WINDOWS-1254", false}, {1255, "WINDOWS-1255", false},  {1256, "WINDOWS-1256", false},
     {1257, "WINDOWS-1257", false}, {10000, "MACINTOSH", false},    {10006, nullptr, false},
-    {10007, "MAC-CYRILLIC", false}, {10029, "MAC-CENTRALEUROPE", false},
+    {10007, "MAC-CYRILLIC", false}, {10029, "MAC-CENTRALEUROPE", false}, {65001, "UTF-8", true},
 };
 
 struct Mark {

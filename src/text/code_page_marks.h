@@ -4,7 +4,8 @@
 // mark (a "language driver" byte): 0x01 is DOS 437, 0x26 and 0x65 are DOS 866,
 // 0xC9 is Windows 1251, and so on; several marks name one page. 0 means no mark.
 // Each page is known here by its number, the one `/CP:number` takes (10000 and up
-// are the Macintosh pages), and by the name the C library's iconv gives it.
+// are the Macintosh pages, 65001 is UTF-8 itself), and by the name the C library's
+// iconv gives it.
 #pragma once
 
 #include <cstdint>

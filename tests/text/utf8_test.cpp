@@ -96,6 +96,7 @@ TEST(TextCodec, ConvertsLettersOfEachPageBothWays) {
         {936, "\xD6\xD0\xCE\xC4", "中文"},
         {949, "\xC7\xD1\xB1\xB9\xBE\xEE", "한국어"},
         {950, "\xA4\xA4\xA4\xE5\xA5x\xC6W", "中文台灣"},
+        {65001, "Ольга 日本 \xF0\x9F\x98\x80", "Ольга 日本 \xF0\x9F\x98\x80"},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.number);
@@ -116,6 +117,7 @@ TEST(TextCodec, UndefinedAndBrokenBytesBecomeReplacementsAndTheRestConverts) {
         {932, "\x81 \x93\xFA", "\uFFFD 日"},  // lead byte with no valid second byte
         {932, "ab\x93", "ab\uFFFD"},            // cut at the end of the value
         {936, "\xFF\xD6\xD0", "\uFFFD中"}, {950, "\xA4\xA4\xA4", "中\uFFFD"}, {949, "\xC7", "\uFFFD"},
+        {65001, "a\xFF" "b\xED\xA0\x80" "c\xC3", "a\uFFFDb\uFFFD\uFFFD\uFFFDc\uFFFD"},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.number);

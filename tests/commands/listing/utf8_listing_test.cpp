@@ -104,6 +104,7 @@ TEST(Utf8Listing, TextTargetsSpeakUtf8) {
         {"/CP: for a table without a mark", {"plain.dbf", "/CP:1252", "/UTF8", "/S:W"}, "á |\n"},
         {"/CP: alone goes back to the mark", {"plain.dbf", "/CP:1252", "/CP:", "/UTF8", "/S:W"}, "ß |\n"},
         {"/CP: over a wrong mark", {"ru.dbf", "/CP:437", "/UTF8", "/RANGE:1", "/S:CITY"}, "î«ß¬óá  |\n"},
+        {"/CP:65001 checks UTF-8 text", {"plain.dbf", "/CP:65001", "/UTF8", "/S:W"}, "\uFFFD |\n"},
         {"unknown pages", {"plain.dbf", "/CP:999", "/CP:12x", "/UTF8", "/S:W"},
          "Unknown code page: 999.\nUnknown code page: 12x.\nß |\n"},
         {"a page without a converter", {"cz.dbf", "/UTF8", "/S:W", "/UTF8-", "/S:W"},
