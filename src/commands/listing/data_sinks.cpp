@@ -48,6 +48,13 @@ std::string_view stored(const DbfTable& table, int field) {
     return {reinterpret_cast<const char*>(bytes), static_cast<size_t>(width)};
 }
 
+// A stored date: its 8 digits, also in a wider field that some writers pad with blanks.
+std::string_view stored_date(const DbfTable& table, int field) {
+    std::string_view date = stored(table, field);
+    if (date.size() > 8 && date.find_first_not_of(' ', 8) == std::string_view::npos) date = date.substr(0, 8);
+    return date;
+}
+
 // A text value without the blanks that pad it to the field's width.
 std::string_view unpadded(const char* text) {
     std::string_view value(text);
@@ -108,7 +115,7 @@ class CsvSink : public DataSink {
             case Form::StoredNumber: csv_append_number(stored(table, field), line_); break;
             case Form::RenderedNumber: csv_append_number(text, line_); break;
             case Form::Double: (void)append_double(dbf_field_double(table, field), line_); break;  // none: empty
-            case Form::Date: csv_append_date(stored(table, field), line_); break;
+            case Form::Date: csv_append_date(stored_date(table, field), line_); break;
             case Form::DateTime: csv_append_datetime(stored(table, field), line_); break;
             case Form::Logical: csv_append_logical(stored(table, field), line_); break;
             case Form::None: break;
@@ -161,7 +168,7 @@ class JsonLinesSink : public DataSink {
             case Form::Double:
                 if (!append_double(dbf_field_double(table, field), line_)) line_ += "null";
                 break;
-            case Form::Date: json_append_date(stored(table, field), line_); break;
+            case Form::Date: json_append_date(stored_date(table, field), line_); break;
             case Form::DateTime: json_append_datetime(stored(table, field), line_); break;
             case Form::Logical: json_append_logical(stored(table, field), line_); break;
             case Form::None: line_ += "null"; break;

@@ -24,7 +24,8 @@ const std::string kTver = "\x92\xA2\xA5\xE0\xEC";       // Тверь
 const std::string kKazan = "\x8A\xA0\xA7\xA0\xAD\xEC";  // Казань
 
 // ru.dbf (cp866): ИМЯ C8, CITY C8, N N6.2, D, L, NOTE memo; the third record deleted.
-// plain.dbf: no mark, one field W holding 0xE1. cz.dbf: Kamenický (895). jp.dbf: cp932.
+// plain.dbf: no mark, one field W holding 0xE1. wide.dbf: dates in fields of 10.
+// cz.dbf: Kamenický (895). jp.dbf: cp932.
 void write_tables(const ScratchDir& dir) {
     MemoImage memo(MemoImage::Dbase3);
     std::string note = std::to_string(memo.add("\x91\xE2\xE0\xAE\xAA\xA0, \"\xAE\xA4\xA8\xAD\"\r\n\xA4\xA2\xA0"));
@@ -42,6 +43,12 @@ void write_tables(const ScratchDir& dir) {
     plain.fields = {{"W", 'C', 2}};
     plain.add({"\xE1"});
     dir.write("plain.dbf", plain.bytes());
+
+    TableImage wide;  // dates in fields of 10, padded with blanks
+    wide.fields = {{"D", 'D', 10}};
+    wide.add({"19600101"});
+    wide.add({"1960010"});
+    dir.write("wide.dbf", wide.bytes());
 
     TableImage cz = plain;
     cz.code_page_mark = 0x68;
@@ -150,6 +157,7 @@ TEST(Utf8Listing, CsvAndJsonLines) {
         {"CSV honours the view", {"ru.dbf", "/DELETED-", "/DESC", "/ORDER:CITY", "/OUT:x.csv", "/S:CITY", "/RANGE:2", "/S:N"},
          "", "x.csv", "CITY\r\nТверь\r\nМосква\r\n1.5\r\n"},
         {"CSV of a filter", {"ru.dbf", "/FILTER:N>0", "/OUT:x.csv", "/S:CITY;D"}, "", "x.csv", "CITY,D\r\nМосква,2001-03-14\r\n"},
+        {"dates in wider fields", {"wide.dbf", "/OUT:x.csv", "/S:D"}, "", "x.csv", "D\r\n1960-01-01\r\n\"\"\r\n"},
         {"CSV of a page without a converter", {"cz.dbf", "/OUT:x.csv", "/S:W"}, "Can't convert code page 895...\n",
          "x.csv", std::nullopt},
         {"JSON Lines", {"ru.dbf", "/OUT:x.jsonl", "/S:*", "/RANGE:1", "/S:D"}, "", "x.jsonl",
