@@ -73,7 +73,7 @@ TEST(Readme, TutorialPrintsWhatItShows) {
     std::vector<Step> steps = tutorial_steps();
     ASSERT_GE(steps.size(), 10u) << "the tutorial's console blocks were not found";
     ScratchDir dir;
-    for (const char* name : {"staff.dbf", "staff.dbt", "staff2.dbf"})
+    for (const char* name : {"staff.dbf", "staff.dbt", "staff2.dbf", "staff_ru.dbf"})
         dir.write(name, read_file(std::string(TRUG_SOURCE_DIR) + "/examples/" + name));
     for (const Step& step : steps) {
         SCOPED_TRACE(step.command);
@@ -98,13 +98,25 @@ TEST(Readme, SampleTablesAreWhatTheGeneratorWrites) {
     std::string program = TRUGTOOL_PATH;
     std::string generator = program.substr(0, program.rfind('/')) + "/make_examples";
     ASSERT_EQ(std::system((generator + " " + dir.path() + " > /dev/null").c_str()), 0);
-    for (const char* name : {"staff.dbf", "staff.dbt", "staff2.dbf"})
+    for (const char* name : {"staff.dbf", "staff.dbt", "staff2.dbf", "staff_ru.dbf"})
         EXPECT_EQ(dir.read(name), read_file(std::string(TRUG_SOURCE_DIR) + "/examples/" + name)) << name;
 }
 
 namespace {
 
-const char* const kSamples[] = {"staff.dbf", "staff.dbt", "staff2.dbf"};
+const char* const kSamples[] = {"staff.dbf", "staff.dbt", "staff2.dbf", "staff_ru.dbf"};
+
+// True if the example works on a table of its own ("old.dbf") rather than a sample.
+bool names_its_own_table(const std::string& example) {
+    std::istringstream words(example);
+    std::string program, table;
+    words >> program >> table;
+    if (table.size() < 4 || table.compare(table.size() - 4, 4, ".dbf") != 0 || table.find('/') != std::string::npos)
+        return false;
+    for (const char* name : kSamples)
+        if (table == name) return false;
+    return true;
+}
 
 void write_samples(const ScratchDir& dir) {
     for (const char* name : kSamples)
@@ -184,6 +196,7 @@ void check_runs(const std::vector<std::string>& examples) {
         ScratchDir dir;
         write_samples(dir);
         ASSERT_TRUE(parses(dir, example)) << "not a command line sh takes";
+        if (names_its_own_table(example)) continue;  // only the shell's reading is checked
         RunResult r = shell(dir, example);
         EXPECT_EQ(r.status, 0);
         EXPECT_EQ(r.err, "");
