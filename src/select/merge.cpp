@@ -77,7 +77,8 @@ class MergeSource {
     bool next() {
         if (run_ != nullptr) {
             if (taken_ == run_->size()) return false;
-            current = run_->at(descending_ ? run_->size() - 1 - taken_ : taken_);
+            current = run_->at(rank(taken_));
+            if (taken_ + kAhead < run_->size()) run_->prefetch(rank(taken_ + kAhead));
             ++taken_;
             return true;
         }
@@ -103,6 +104,14 @@ class MergeSource {
     SortRecord current;
 
   private:
+    // Records of the run in memory are fetched this far ahead of their turn: they lie
+    // anywhere in its arena.
+    static constexpr size_t kAhead = 8;
+
+    size_t rank(uint64_t taken) const {
+        return static_cast<size_t>(descending_ ? run_->size() - 1 - taken : taken);
+    }
+
     // True if `bytes` bytes stand in the buffer from `at_` on, after reading more if
     // need be. The record in hand stays valid until then.
     bool have(size_t bytes) {
@@ -262,8 +271,11 @@ bool KeySorter::spill() {
     if (written) {
         RunWriter writer(file, options_.payload_size);
         const size_t count = run_.size();
-        for (size_t i = 0; i < count && written; ++i)
-            written = writer.put(run_.at(options_.descending ? count - 1 - i : i));
+        auto rank = [&](size_t i) { return options_.descending ? count - 1 - i : i; };
+        for (size_t i = 0; i < count && written; ++i) {
+            if (i + 8 < count) run_.prefetch(rank(i + 8));
+            written = writer.put(run_.at(rank(i)));
+        }
         written = written && writer.flush();
         run.records = writer.records();
         run.bytes = writer.bytes();

@@ -185,7 +185,7 @@ TEST(KeySorter, ADamagedRunFileFailsTheSort) {
     struct Case { const char* what; std::string bytes; };
     const Case kCases[] = {
         {"emptied", ""},
-        {"cut inside a record", std::string("\x05\x00ab", 4)},
+        {"cut inside a record", std::string("\x05\x00" "ab", 4)},
         {"a length beyond any key", std::string("\xff\xff", 2) + std::string(100, 'x')},
         {"more records than were written", std::string(4000, '\0')},
     };

@@ -60,7 +60,6 @@ class CopySink : public SortSink {
     bool take(int32_t, const uint8_t* record) override {
         if (buffer_.size() + length_ > block_ && !flush()) return false;
         buffer_.insert(buffer_.end(), record, record + length_);
-        ++taken_;
         return true;
     }
 
@@ -83,7 +82,6 @@ class CopySink : public SortSink {
     size_t length_;
     size_t block_;
     std::vector<uint8_t> buffer_;
-    int64_t taken_ = 0;
     int64_t written_ = 0;
 };
 

@@ -72,6 +72,11 @@ void cmd_order(Pass& pass, const char* text) {
     }
     Progress progress(pass.out.descriptor(), "Ordering", pass.run.settings.progress_clock);
     SortSettings settings{pass.run.settings.key_memory_limit, &progress};
-    if (!report_order(pass, dbf_set_order(pass.table, text, settings))) return;
-    if (pass.run.compare_table) report_order(pass, dbf_set_order(*pass.run.compare_table, text, settings));
+    // The indicator is wiped before anything is said.
+    SortOutcome outcome = dbf_set_order(pass.table, text, settings);
+    progress.finish();
+    if (!report_order(pass, outcome) || !pass.run.compare_table) return;
+    outcome = dbf_set_order(*pass.run.compare_table, text, settings);
+    progress.finish();
+    report_order(pass, outcome);
 }
