@@ -70,7 +70,10 @@ SortOutcome sort_visible(DbfTable& table, const std::vector<int32_t>& keys, cons
     options.memory_when_disk_fails = !carry_records;
     options.file_stem = table.path;
     options.progress = settings.progress;
-    FileSystem& fs = table.file.fs();
+    // A table always comes with its file; one without it sorts through the
+    // process's directory.
+    FileSystem process_directory;
+    FileSystem& fs = table.file.is_open() ? table.file.fs() : process_directory;
     KeySorter sorter(fs, options);
     std::vector<char> buffer(kSortKeyBufferSize, '\0');
     char* key = buffer.data();
