@@ -23,15 +23,30 @@ uint64_t bytes_at(const unsigned char* key, size_t length, size_t from) {
     return value;
 }
 
+// Key bytes the radix sort goes through before it leaves the rest of a bucket to
+// the comparison sort: eight loads of 8 bytes.
+constexpr size_t kRadixDepth = 64;
+
 // Sorts by the byte of `bytes` at `shift`, then each bucket by the next byte, in
-// place (the buckets' records are swapped into their places one chain at a time);
-// keys equal in all 8 bytes, and small buckets, go to `less`.
-template <class Less>
-void radix_sort(SortRun::Entry* first, size_t count, int shift, const Less& less) {
+// place (the records are swapped into their buckets one chain at a time). A bucket
+// whose 8 bytes are all alike is loaded with the next 8 bytes of its keys by
+// `load`, which is told how far into the keys they lie (`depth`). Small buckets,
+// and those still alike past kRadixDepth bytes, go to `less`.
+template <class Less, class Load>
+void radix_sort(SortRun::Entry* first, size_t count, int shift, size_t depth, const Less& less, const Load& load) {
     for (;;) {
-        if (count < kSmallBucket || shift < 0) {
+        if (count < kSmallBucket) {
             std::sort(first, first + count, less);
             return;
+        }
+        if (shift < 0) {
+            depth += 8;
+            if (depth >= kRadixDepth) {
+                std::sort(first, first + count, less);
+                return;
+            }
+            for (size_t i = 0; i < count; ++i) load(first[i], depth);
+            shift = 56;
         }
         size_t sizes[256] = {};
         for (size_t i = 0; i < count; ++i) ++sizes[(first[i].bytes >> shift) & 0xFF];
@@ -59,7 +74,7 @@ void radix_sort(SortRun::Entry* first, size_t count, int shift, const Less& less
         }
         size_t start = 0;
         for (int b = 0; b < 256; ++b) {
-            if (sizes[b] > 1) radix_sort(first + start, sizes[b], shift - 8, less);
+            if (sizes[b] > 1) radix_sort(first + start, sizes[b], shift - 8, depth, less, load);
             start += sizes[b];
         }
         return;
@@ -166,35 +181,45 @@ bool SortRun::add(const char* text, size_t length, int32_t element, const uint8_
     return true;
 }
 
-void SortRun::fill_entry_bytes() {
-    for (Entry& entry : entries_) {
-        SortRecord record = at_offset(entry);
-        unsigned char key[32];
-        // The key from the shared prefix on: the rest of the text, then the element,
-        // big-endian where all texts are of one length, else in "%10d".
-        size_t text_rest = record.length - shared_;
-        size_t take = std::min<size_t>(text_rest, 8);
-        std::memcpy(key, record.text + shared_, take);
-        size_t length = take;
+uint64_t SortRun::key_bytes(const Entry& entry, size_t depth) const {
+    SortRecord record = at_offset(entry);
+    // The key from the shared prefix on: the rest of the text, then the element,
+    // big-endian where all texts are of one length, else in "%10d".
+    unsigned char key[8 + 10];
+    size_t from = shared_ + depth;
+    size_t take = from < record.length ? std::min<size_t>(record.length - from, 8) : 0;
+    std::memcpy(key, record.text + from, take);
+    size_t length = take;
+    if (take < 8) {
+        size_t skip = from > record.length ? from - record.length : 0;  // of the element's bytes
+        unsigned char element[10];
+        size_t element_length;
         if (same_length_) {
             uint32_t e = static_cast<uint32_t>(record.element);
-            unsigned char big_endian[4] = {static_cast<unsigned char>(e >> 24), static_cast<unsigned char>(e >> 16),
-                                           static_cast<unsigned char>(e >> 8), static_cast<unsigned char>(e)};
-            std::memcpy(key + length, big_endian, 4);
-            length += 4;
+            element[0] = static_cast<unsigned char>(e >> 24);
+            element[1] = static_cast<unsigned char>(e >> 16);
+            element[2] = static_cast<unsigned char>(e >> 8);
+            element[3] = static_cast<unsigned char>(e);
+            element_length = 4;
         } else {
             char digits[10];
             element_digits(record.element, digits);
-            std::memcpy(key + length, digits, 10);
-            length += 10;
+            std::memcpy(element, digits, 10);
+            element_length = 10;
         }
-        entry.bytes = bytes_at(key, length, 0);
+        if (skip < element_length) {
+            size_t more = std::min(element_length - skip, 8 - take);
+            std::memcpy(key + length, element + skip, more);
+            length += more;
+        }
     }
+    return bytes_at(key, length, 0);
 }
 
 void SortRun::sort() {
     if (entries_.size() < 2) return;
-    fill_entry_bytes();
+    for (Entry& entry : entries_) entry.bytes = key_bytes(entry, 0);
+    auto load = [this](Entry& entry, size_t depth) { entry.bytes = key_bytes(entry, depth); };
     if (same_length_) {
         // Equal bytes leave the text beyond them, then the element.
         const size_t from = shared_ + 8;
@@ -208,13 +233,13 @@ void SortRun::sort() {
             }
             return a.element < b.element;
         };
-        radix_sort(entries_.data(), entries_.size(), 56, less);
+        radix_sort(entries_.data(), entries_.size(), 56, 0, less, load);
     } else {
         auto less = [this](const Entry& a, const Entry& b) {
             if (a.bytes != b.bytes) return a.bytes < b.bytes;
             return compare_keys(at_offset(a), at_offset(b)) < 0;
         };
-        radix_sort(entries_.data(), entries_.size(), 56, less);
+        radix_sort(entries_.data(), entries_.size(), 56, 0, less, load);
     }
 }
 

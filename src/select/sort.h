@@ -18,7 +18,8 @@
 // run shares, where the keys of a run usually differ, the record's offset in the
 // arena and its element. The sort goes by the 8 bytes' values, one byte at a time
 // (a radix sort: as fast on sorted, reversed or repeated keys as on shuffled ones),
-// and orders the keys that share all 8 by comparison (introsort: at most n log n).
+// loads the next 8 bytes for the keys that share them, and orders what is left
+// alike after 64 bytes, and small groups, by comparison (introsort: n log n at most).
 #pragma once
 
 #include <cstddef>
@@ -81,7 +82,9 @@ class SortRun {
 
   private:
     bool make_room(size_t record_bytes, size_t remaining);
-    void fill_entry_bytes();
+    // 8 bytes of the key of `entry` from `depth` bytes past the shared prefix on, as
+    // the sort compares them (zeros past the key's end).
+    uint64_t key_bytes(const Entry& entry, size_t depth) const;
     SortRecord at_offset(const Entry& entry) const;
 
     size_t limit_;

@@ -37,10 +37,10 @@ struct Key {
 
 SortRecord record_of(const Key& key) { return SortRecord{key.text.data(), key.text.size(), key.element, nullptr}; }
 
-enum class Shape { Random, FewValues, Sorted, Reversed, AllEqual, OrganPipe, Sawtooth, MixedLengths, LongShared };
+enum class Shape { Random, FewValues, Sorted, Reversed, AllEqual, OrganPipe, Sawtooth, MixedLengths, LongShared, DeepTies };
 
 // Texts of one of the shapes that trouble sorts: numbers right-aligned in 6 columns,
-// or texts of several lengths, or long texts alike in their first 20 bytes.
+// or texts of several lengths, or long texts alike in their first 20 or 81 bytes.
 std::vector<Key> make_keys(Shape shape, size_t n, std::mt19937& rng) {
     std::vector<Key> keys(n);
     for (size_t i = 0; i < n; ++i) {
@@ -53,7 +53,7 @@ std::vector<Key> make_keys(Shape shape, size_t n, std::mt19937& rng) {
             case Shape::AllEqual: value = 7; break;
             case Shape::OrganPipe: value = static_cast<long>(std::min(i, n - i)); break;
             case Shape::Sawtooth: value = static_cast<long>(i % 100); break;
-            case Shape::MixedLengths: case Shape::LongShared: break;
+            case Shape::MixedLengths: case Shape::LongShared: case Shape::DeepTies: break;
         }
         char text[32];
         std::snprintf(text, sizeof text, "%6ld", value);
@@ -67,13 +67,17 @@ std::vector<Key> make_keys(Shape shape, size_t n, std::mt19937& rng) {
             keys[i].text = t;
         } else if (shape == Shape::LongShared) {
             keys[i].text = std::string(20, 'x') + std::to_string(rng() % 50) + std::string(rng() % 3, 'y');
+        } else if (shape == Shape::DeepTies) {
+            // Alike for 81 bytes past the prefix they share: beyond what the radix sort reads.
+            keys[i].text = std::string(1, rng() % 2 ? 'a' : 'c') + std::string(80, 'b') + std::to_string(rng() % 5);
         }
     }
     return keys;
 }
 
 const Shape kShapes[] = {Shape::Random,    Shape::FewValues, Shape::Sorted,       Shape::Reversed,  Shape::AllEqual,
-                         Shape::OrganPipe, Shape::Sawtooth,  Shape::MixedLengths, Shape::LongShared};
+                         Shape::OrganPipe, Shape::Sawtooth,  Shape::MixedLengths, Shape::LongShared,
+                         Shape::DeepTies};
 
 }  // namespace
 
