@@ -1,0 +1,111 @@
+# The command line: parameters that answer before any table, the loop that replays
+# the parameters for each table, dispatch by keyword prefix, and the messages that
+# end the run.
+
+table a.dbf
+  fields NAME C 10, AGE N 3
+  row 0|0
+  row 1|1
+  row 2|2
+
+table b.dbf
+  fields NAME C 10, AGE N 3
+  row 0|0
+  row 1|1
+
+# The usage: with no argument, with /? or -h first, and for a table without
+# parameters. Only the h of -help counts; -H is no early parameter.
+$
+> TRUG Command Line utility. Version 1.05
+...
+> 	/CMP:file.dbf [/filter] [/order] /CMP[:[i][s][c]]
+$ /?
+> TRUG Command Line utility. Version 1.05
+...
+$ -help a.dbf
+> TRUG Command Line utility. Version 1.05
+...
+$ nosuch.dbf
+> TRUG Command Line utility. Version 1.05
+...
+$ -H a.dbf
+$ /count a.dbf
+$ /COUNT /COUNT
+
+# After a table, /? prints the usage and the run goes on; /h is unknown there.
+$ a.dbf /? /h /COUNT
+> TRUG Command Line utility. Version 1.05
+...
+> Unknown function: [h].
+> 3
+
+# The version answers once before any table, once per table after one.
+$ /VERSIONS x y
+> Version 1.05 compiled at * (glob)
+$ a.dbf b.dbf -version
+> Version 1.05 compiled at * (glob)
+> Version 1.05 compiled at * (glob)
+
+$ a.dbf b.dbf /COUNT
+> 3
+> 2
+$ a.dbf /count b.dbf
+> 3
+> Unknown function: [b.dbf].
+$ a.dbf /NAME /COUNT /NAME- /COUNT
+>        3|a.dbf
+> 3
+$ a.dbf b.dbf /COUNT /NAME
+> 3
+>        2|b.dbf
+$ a.dbf -
+> Unknown function: [].
+
+# Keywords match by prefix, in any case; those that take a text need their colon.
+# Keys of the settings file are no unknown functions.
+$ a.dbf /Normal=abc -uppercase=ABC TableOEM=x /cOuNt /COUNTING hello
+> 3
+> 3
+> Unknown function: [hello].
+$ a.dbf /SELECT /FILTER /FIELD /ORDER /RANGE /SORT /MAKE /TRUNC /CALC /RECALL
+> Unknown function: [SELECT].
+> Unknown function: [FILTER].
+> Unknown function: [FIELD].
+> Unknown function: [ORDER].
+> Unknown function: [RANGE].
+> Unknown function: [SORT].
+> Unknown function: [MAKE].
+> Unknown function: [TRUNC].
+> Unknown function: [CALC].
+> Unknown function: [RECALL].
+$ a.dbf /DATE /DATE: /DATE:ab /DATE:dmy /DATE:MDY /date:Ymd /DATE:asis /DATE:a /DATE=- /TRIM /TRIM:all /TRIM:middle
+> Unknown date format: .
+> Unknown date format: .
+> Unknown date format: ab.
+
+table header.dbf header=64
+  fields A C 1
+
+table fields.dbf
+  fields A X 1, B Z 1, C Q 1
+
+file empty.dbf
+> \{\0*32} (esc) (no-eol)
+
+# A table that can't be opened ends the run, after the tables before it.
+$ a.dbf nosuch.dbf b.dbf /COUNT
+> 3
+> Can't open nosuch.dbf (no-eol)
+[1]
+$ header.dbf /COUNT
+> Invalid header... header.dbf (no-eol)
+[1]
+$ fields.dbf /COUNT
+> Field definition error... fields.dbf (no-eol)
+[1]
+$ empty.dbf /COUNT
+> Invalid header... empty.dbf (no-eol)
+[1]
+$ \{x*300} /COUNT
+> Can't open \{x*300} (esc) (no-eol)
+[1]

@@ -1,0 +1,49 @@
+# Listings into SQL scripts (.sql): one insert per record, values as stored, with
+# no header row, deletion mark or file name.
+
+table t.dbf
+  fields A C 3, N N 5.2, D D 8
+  row ab |1.5|20010314
+copy t.dbf u.dbf
+
+table d.dbf
+  fields A C 3, N N 5.2, D D 8
+  row ab |1.5|20010314
+  del cd|-2|19991231
+
+$ d.dbf /HDR /DEL /NAME /OUT:x.sql /S:* /FIELDS /S:N
+file x.sql
+> insert into "d.dbf" (A, N, D ) values ("ab ",  1.50, "20010314");
+> insert into "d.dbf" (A, N, D ) values ("cd ", -2.00, "19991231");
+> insert into "d.dbf" (N ) values ( 1.50);
+> insert into "d.dbf" (N ) values (-2.00);
+$ t.dbf u.dbf /OUT:y.sql /S:A
+file y.sql
+> insert into "t.dbf" (A ) values ("ab ");
+> insert into "u.dbf" (A ) values ("ab ");
+
+# sqlite3 takes the table the structure script makes and every insert behind it.
+table q.dbf
+  fields A C 6, N N 7.2, D D 8, L L 1
+  row ab'c|1.5|20010314|T
+  del x%y\xC0|-12.25|19991231|N
+  row
+  row zzzzzz|1234.5|20380119|Y
+$ q.dbf /STRUCT:x.sql /OUT:x.sql /SELECT:*
+file x.sql
+> CREATE TABLE "q.dbf" (
+> 	A           Character(6),
+> 	N           Numeric(7,2),
+> 	D           Date,
+> 	L           Boolean
+> 	);
+>
+> insert into "q.dbf" (A, N, D, L ) values ("ab'c  ",    1.50, "20010314", TRUE );
+> insert into "q.dbf" (A, N, D, L ) values ("x%y\xC0  ",  -12.25, "19991231", FALSE); (esc)
+> insert into "q.dbf" (A, N, D, L ) values ("      ",    0.00, "        ", FALSE);
+> insert into "q.dbf" (A, N, D, L ) values ("zzzzzz", 1234.50, "20380119", TRUE );
+sqlite x.sql SELECT quote(A), quote(N), typeof(N), quote(D), quote(L) FROM "q.dbf" ORDER BY rowid
+> 'ab''c  '|1.5|real|20010314|1
+> 'x%y\xC0  '|-12.25|real|19991231|0 (esc)
+> '      '|0|integer|'        '|0
+> 'zzzzzz'|1234.5|real|20380119|1

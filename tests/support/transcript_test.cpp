@@ -1,0 +1,513 @@
+// tests/support/transcript_test.cpp
+//
+// Runs every transcript (*.t) under tests/: the real program, in a fresh directory per
+// case, with TZ=UTC and a umask of 022; its standard error must stay empty.
+//
+// A transcript is made of paragraphs separated by blank lines; lines whose first
+// non-blank character is '#' are comments. A paragraph with a command line is a case;
+// one without sets up files for every case below it (a file of the same name defined
+// again replaces it). In a case, the lines before the first command set up files for
+// that case alone, and its commands run one after another in the same directory:
+//
+//   $ t.dbf /OUT:x.txt /S:*      runs ./trugtool with these arguments ("nobody$" runs it
+//                                as an unprivileged user, to whom root's files are read-only)
+//   > ab |                       the exact standard output, one line each
+//   [1]                          the exit status, when it is not 0
+//   file x.txt                   then checks of what the command left behind
+//
+// Output lines are "> text" (">" alone is an empty line). A line ending in " (esc)"
+// takes escapes, " (no-eol)" has no line feed, " (glob)" lets '*' stand for any text
+// within the line, and a line "..." stands for any lines at all.
+//
+// Setting up:
+//   table NAME [sig=HEX] [date=YYYY-MM-DD|today] [count=N] [header=N] [reclen=N]
+//              [flags=HEX] [cp=HEX] [noterm] [noeof] [extra=BYTES]
+//     fields NAME TYPE LENGTH[.DECIMALS], ...
+//     row VALUE|VALUE|...          a record, values placed by the table builder ("del"
+//                                  for a deleted one); "{text}" in an M field stores
+//                                  the text in the memo file and the block number here
+//     memo dbt3|dbt4|fpt [BLOCK-SIZE] [NAME]   the memo file, named after the table
+//     text TEXT                    a memo text no record points to
+//     patch OFFSET BYTES           bytes written over the finished table
+//   file NAME                      followed by its content as output lines
+//   copy FROM [NAME]               a file set up above, or a sample table of examples/
+//   mkdir NAME / chmod MODE NAME
+//
+// Checks after a command:
+//   table NAME ... / file NAME ...  the file holds exactly these bytes
+//   no NAME... / same NAME...       the files don't exist / the command left them as they were
+//   mode MODE NAME                  the file's permission bits
+//   dbfread NAME / sqlite NAME QUERY / browser NAME
+//                                   followed by the output lines of that independent reader
+//                                   (see support/clients.h); passed over when it is not installed
+//   memory MB                       the run's peak memory stays within MB of a plain run's
+//
+// Arguments are separated by blanks; '...' groups. In arguments, names and values a
+// backslash escapes: \\ \t \r \n \0 \xHH, \{TEXT*N} for N copies of TEXT, and before
+// any other character (\| \' \ ) that character itself.
+#include <algorithm>
+#include <ctime>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <stdexcept>
+#include <sys/stat.h>
+
+#include <gtest/gtest.h>
+
+#include "support/cli.h"
+#include "support/clients.h"
+#include "support/table_builder.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+std::string unescape(std::string_view text) {
+    std::string out;
+    for (size_t i = 0; i < text.size(); ++i) {
+        if (text[i] != '\\' || i + 1 == text.size()) {
+            out += text[i];
+            continue;
+        }
+        switch (char c = text[++i]) {
+            case 't': out += '\t'; break;
+            case 'r': out += '\r'; break;
+            case 'n': out += '\n'; break;
+            case '0': out += '\0'; break;
+            case 'x':
+                out += static_cast<char>(std::stoi(std::string(text.substr(i + 1, 2)), nullptr, 16));
+                i += 2;
+                break;
+            case '{': {
+                const size_t end = text.find('}', i), star = text.rfind('*', end);
+                const std::string piece = unescape(text.substr(i + 1, star - i - 1));
+                for (int n = std::stoi(std::string(text.substr(star + 1, end - star - 1))); n > 0; --n) out += piece;
+                i = end;
+                break;
+            }
+            default: out += c;
+        }
+    }
+    return out;
+}
+
+// Splits at each `separator` that no backslash escapes; the pieces keep their escapes.
+std::vector<std::string_view> split_at(std::string_view text, char separator) {
+    std::vector<std::string_view> pieces;
+    size_t start = 0;
+    for (size_t i = 0; i < text.size(); ++i) {
+        if (text[i] == '\\') ++i;
+        else if (text[i] == separator) pieces.push_back(text.substr(start, i - start)), start = i + 1;
+    }
+    pieces.push_back(text.substr(std::min(start, text.size())));
+    return pieces;
+}
+
+// Splits at blanks outside single quotes, then unescapes each word.
+std::vector<std::string> split_words(std::string_view text) {
+    std::vector<std::string> words;
+    std::string word;
+    bool in_word = false, quoted = false;
+    for (size_t i = 0; i < text.size(); ++i) {
+        if (text[i] == ' ' && !quoted) {
+            if (in_word) words.push_back(unescape(word));
+            word.clear();
+            in_word = false;
+            continue;
+        }
+        in_word = true;
+        if (text[i] == '\'') quoted = !quoted;
+        else if (text[i] == '\\' && i + 1 < text.size()) word += text.substr(i++, 2);
+        else word += text[i];
+    }
+    if (in_word) words.push_back(unescape(word));
+    return words;
+}
+
+// Bytes as a transcript writes them, for failure messages that can be pasted back.
+std::string render(std::string_view bytes) {
+    std::string out;
+    for (size_t start = 0; start < bytes.size();) {
+        size_t end = bytes.find('\n', start);
+        const bool eol = end != std::string_view::npos;
+        if (!eol) end = bytes.size();
+        const std::string_view line = bytes.substr(start, end - start);
+        std::string escaped;
+        bool plain = true;
+        for (char c : line) {
+            const auto u = static_cast<unsigned char>(c);
+            char hex[5];
+            std::snprintf(hex, sizeof hex, "\\x%02X", u);
+            plain = plain && !((u < 0x20 && c != '\t') || u >= 0x7F);
+            escaped += c == '\\' ? std::string("\\\\") : (u < 0x20 && c != '\t') || u >= 0x7F ? hex : std::string(1, c);
+        }
+        out += (line.empty() ? ">" : plain ? "> " + std::string(line) : "> " + escaped + " (esc)");
+        out += std::string(eol ? "" : " (no-eol)") + "\n";
+        start = end + 1;
+    }
+    return out.empty() ? "(nothing)\n" : out;
+}
+
+// Expected bytes: literal pieces and wildcards ('.' any bytes, '*' any bytes within a line).
+struct Pattern {
+    std::vector<std::pair<char, std::string>> pieces;
+    std::string source;  // the lines as written
+
+    void add(char wild, const std::string& text = "") {
+        if (!wild && !pieces.empty() && !pieces.back().first) pieces.back().second += text;
+        else pieces.emplace_back(wild, text);
+    }
+    bool literal() const { return std::none_of(pieces.begin(), pieces.end(), [](auto& p) { return p.first; }); }
+    std::string text() const {
+        std::string out;
+        for (const auto& piece : pieces) out += piece.second;
+        return out;
+    }
+    bool matches(std::string_view s, size_t k = 0) const {
+        if (k == pieces.size()) return s.empty();
+        const auto& [wild, text] = pieces[k];
+        if (!wild) return s.substr(0, text.size()) == text && matches(s.substr(text.size()), k + 1);
+        for (size_t n = 0; n <= s.size(); ++n) {
+            if (matches(s.substr(n), k + 1)) return true;
+            if (wild == '*' && n < s.size() && s[n] == '\n') return false;
+        }
+        return false;
+    }
+};
+
+// A setup step or a check: kind is file, mkdir, chmod, no, same, mode, dbfread, sqlite, browser or memory.
+struct Step {
+    int line = 0;
+    std::string kind, name, arg;
+    Pattern bytes;
+};
+
+struct Command {
+    int line = 0;
+    bool nobody = false;
+    std::vector<std::string> args;
+    Pattern out;
+    int status = 0;
+    std::vector<Step> checks;
+};
+
+struct Case {
+    std::vector<Step> setup;
+    std::vector<Command> commands;
+};
+
+bool starts(std::string_view text, std::string_view prefix) { return text.substr(0, prefix.size()) == prefix; }
+
+class Reader {
+  public:
+    Reader(const std::string& path, const std::string& shown) : shown_(shown) {
+        std::ifstream in(path);
+        for (std::string line; std::getline(in, line);) lines_.push_back(line);
+    }
+
+    std::vector<Case> cases() {
+        std::vector<Case> out;
+        for (;;) {
+            while (at_ < lines_.size() && (blank() || comment())) ++at_;
+            if (at_ == lines_.size()) return out;
+            std::vector<Command> commands;
+            local_.clear();
+            while (at_ < lines_.size() && !blank()) {
+                if (comment()) ++at_;
+                else if (command_line()) commands.push_back(command());
+                else for (Step& s : steps(false)) local_.push_back(std::move(s));
+            }
+            if (commands.empty()) {
+                for (Step& s : local_) define(shared_, std::move(s));
+                continue;
+            }
+            std::vector<Step> setup = shared_;
+            for (Step& s : local_) define(setup, std::move(s));
+            out.push_back({std::move(setup), std::move(commands)});
+        }
+    }
+
+  private:
+    std::string shown_;
+    std::vector<std::string> lines_;
+    size_t at_ = 0;
+    std::vector<Step> shared_;  // what every later case starts from
+    std::vector<Step> local_;   // what this paragraph sets up
+
+    [[noreturn]] void fail(const std::string& what) const {
+        throw std::runtime_error(shown_ + ":" + std::to_string(at_ + 1) + ": " + what);
+    }
+    std::string_view line() const { return lines_[at_]; }
+    std::string_view trimmed() const { return line().substr(std::min(line().find_first_not_of(' '), line().size())); }
+    bool blank() const { return trimmed().empty(); }
+    bool comment() const { return trimmed()[0] == '#'; }
+    bool command_line() const { return line() == "$" || starts(line(), "$ ") || starts(line(), "nobody$ "); }
+
+    static void define(std::vector<Step>& steps, Step step) {
+        auto same = std::find_if(steps.begin(), steps.end(), [&](const Step& s) {
+            return s.kind == "file" && step.kind == "file" && s.name == step.name;
+        });
+        if (same != steps.end()) *same = std::move(step);
+        else steps.push_back(std::move(step));
+    }
+
+    Command command() {
+        Command c;
+        c.line = static_cast<int>(at_ + 1);
+        c.nobody = line()[0] == 'n';
+        c.args = split_words(line().substr(line().find('$') + 1));
+        ++at_;
+        c.out = block();
+        if (at_ < lines_.size() && starts(line(), "[")) c.status = std::stoi(std::string(line().substr(1))), ++at_;
+        while (at_ < lines_.size() && !blank() && !command_line()) {
+            if (comment()) ++at_;
+            else for (Step& s : steps(true)) c.checks.push_back(std::move(s));
+        }
+        return c;
+    }
+
+    // The output lines from here on.
+    Pattern block() {
+        Pattern p;
+        for (; at_ < lines_.size() && (starts(line(), ">") || line() == "..."); ++at_) {
+            p.source += std::string(line()) + "\n";
+            if (line() == "...") {
+                p.add('.');
+                continue;
+            }
+            std::string_view text = line().substr(starts(line(), "> ") ? 2 : 1);
+            const auto suffix = [&](std::string_view mark) {
+                const bool has = text.size() >= mark.size() && text.substr(text.size() - mark.size()) == mark;
+                if (has) text.remove_suffix(mark.size());
+                return has;
+            };
+            const bool eol = !suffix(" (no-eol)"), glob = suffix(" (glob)");
+            const std::string content = suffix(" (esc)") ? unescape(text) : std::string(text);
+            const auto parts = glob ? split_at(content, '*') : std::vector<std::string_view>{content};
+            for (size_t i = 0; i < parts.size(); ++i) {
+                if (i > 0) p.add('*');
+                p.add(0, std::string(parts[i]));
+            }
+            if (eol) p.add(0, "\n");
+        }
+        return p;
+    }
+
+    std::vector<Step> steps(bool check) {
+        const std::string raw(line());
+        const std::vector<std::string> w = split_words(raw);
+        const std::string& kind = w[0];
+        Step s{static_cast<int>(at_ + 1), kind, w.size() > 1 ? w[1] : "", w.size() > 2 ? w[2] : "", {}};
+        ++at_;
+        if (kind == "table") return table(w);
+        if (kind == "file" || kind == "dbfread" || kind == "sqlite" || kind == "browser") {
+            if (kind == "sqlite") s.arg = raw.substr(std::min(raw.size(), raw.find(' ', kind.size() + 1) + 1));
+            s.bytes = block();
+            if (kind == "file" || check) return {s};
+        } else if (check && (kind == "no" || kind == "same")) {
+            std::vector<Step> each;
+            for (size_t i = 1; i < w.size(); ++i) each.push_back({s.line, kind, w[i], "", {}});
+            return each;
+        } else if (check && (kind == "mode" || kind == "memory")) {
+            return {{s.line, kind, kind == "mode" ? s.arg : "", s.name, {}}};
+        } else if (!check && (kind == "mkdir" || kind == "chmod")) {
+            return {{s.line, kind, kind == "chmod" ? s.arg : s.name, s.name, {}}};
+        } else if (!check && kind == "copy") {
+            s.kind = "file";
+            s.bytes.add(0, copy_of(s.name));
+            if (!s.arg.empty()) s.name = s.arg;
+            return {s};
+        }
+        --at_;
+        fail("not a " + std::string(check ? "check" : "setup") + " line: " + std::string(line()));
+    }
+
+    std::string copy_of(const std::string& name) const {
+        for (const std::vector<Step>* steps : {&local_, &shared_})
+            for (const Step& s : *steps)
+                if (s.kind == "file" && s.name == name) return s.bytes.text();
+        const std::string path = std::string(TRUG_SOURCE_DIR) + "/examples/" + name;
+        if (!file_exists(path)) fail("nothing to copy by the name " + name);
+        return read_file(path);
+    }
+
+    // A table and its memo file, from the `table` line `w` and the lines below it.
+    std::vector<Step> table(const std::vector<std::string>& w) {
+        const int first = static_cast<int>(at_);
+        TableImage t;
+        std::optional<MemoImage> memo;
+        std::string memo_name;
+        std::vector<std::pair<size_t, std::string>> patches;
+        for (size_t i = 2; i < w.size(); ++i) {
+            const size_t eq = w[i].find('=');
+            const std::string key = w[i].substr(0, eq), value = eq == std::string::npos ? "" : w[i].substr(eq + 1);
+            const auto hex = [&] { return static_cast<uint8_t>(std::stoi(value, nullptr, 16)); };
+            if (key == "sig") t.signature = hex();
+            else if (key == "flags") t.table_flags = hex();
+            else if (key == "cp") t.code_page_mark = hex();
+            else if (key == "count") t.record_count = static_cast<uint32_t>(std::stoul(value));
+            else if (key == "header") t.header_length = static_cast<uint16_t>(std::stoi(value));
+            else if (key == "reclen") t.record_length = static_cast<uint16_t>(std::stoi(value));
+            else if (key == "noterm") t.terminator = false;
+            else if (key == "noeof") t.end_mark = false;
+            else if (key == "extra") t.extra_header = value;
+            else if (key == "date") set_date(t, value);
+            else fail("unknown table attribute " + key);
+        }
+        for (; at_ < lines_.size() && !blank(); ++at_) {
+            const std::string_view text = trimmed();
+            const std::string keyword(text.substr(0, text.find(' ')));
+            const std::string_view rest = text.substr(std::min(text.size(), keyword.size() + 1));
+            if (keyword == "fields") {
+                for (std::string_view field : split_at(rest, ',')) {
+                    const std::vector<std::string> f = split_words(field);
+                    if (f.size() != 3) fail("a field is NAME TYPE LENGTH[.DECIMALS]");
+                    const size_t dot = f[2].find('.');
+                    t.fields.push_back({f[0], f[1][0], std::stoi(f[2]), dot == std::string::npos ? 0 : std::stoi(f[2].substr(dot + 1))});
+                }
+            } else if (keyword == "row" || keyword == "del") {
+                std::vector<std::string> values;
+                for (std::string_view piece : split_at(rest, '|')) values.push_back(unescape(piece));
+                for (size_t i = 0; i < values.size() && i < t.fields.size(); ++i) {
+                    std::string& v = values[i];
+                    if (t.fields[i].type != 'M' || v.size() < 2 || v.front() != '{' || v.back() != '}') continue;
+                    if (!memo) fail("a memo text needs a memo line first");
+                    const int32_t block = memo->add(v.substr(1, v.size() - 2));
+                    v = t.fields[i].length == 4 ? le32(block) : std::to_string(block);
+                }
+                t.add(values, keyword == "del");
+            } else if (keyword == "memo") {
+                const std::vector<std::string> m = split_words(rest);
+                const auto layout = m[0] == "fpt" ? MemoImage::FoxPro : m[0] == "dbt4" ? MemoImage::Dbase4 : MemoImage::Dbase3;
+                memo.emplace(layout, m.size() > 1 ? std::stoi(m[1]) : 512);
+                memo_name = m.size() > 2 ? m[2] : w[1].substr(0, w[1].rfind('.')) + (m[0] == "fpt" ? ".fpt" : ".dbt");
+            } else if (keyword == "text" && memo) {
+                memo->add(unescape(rest));
+            } else if (keyword == "patch") {
+                const std::vector<std::string> p = split_words(rest);
+                patches.emplace_back(std::stoul(p[0]), p[1]);
+            } else {
+                break;
+            }
+        }
+        std::string bytes = t.bytes();
+        for (const auto& [offset, patch] : patches) {
+            if (bytes.size() < offset + patch.size()) bytes.resize(offset + patch.size(), '\0');
+            bytes.replace(offset, patch.size(), patch);
+        }
+        std::vector<Step> files(1, Step{first, "file", w[1], "", {}});
+        files[0].bytes.add(0, bytes);
+        if (memo) files.push_back({first, "file", memo_name, "", {}}), files[1].bytes.add(0, memo->bytes());
+        return files;
+    }
+
+    void set_date(TableImage& t, const std::string& value) const {
+        std::tm date{};
+        if (value == "today") {
+            const std::time_t now = std::time(nullptr);
+            gmtime_r(&now, &date);
+        } else if (std::sscanf(value.c_str(), "%d-%d-%d", &date.tm_year, &date.tm_mon, &date.tm_mday) == 3) {
+            date.tm_year -= 1900;
+            date.tm_mon -= 1;
+        } else {
+            fail("a date is YYYY-MM-DD or today");
+        }
+        while (date.tm_year > 255) date.tm_year -= 100;  // the header's year byte
+        t.year = static_cast<uint8_t>(date.tm_year);
+        t.month = static_cast<uint8_t>(date.tm_mon + 1);
+        t.day = static_cast<uint8_t>(date.tm_mday);
+    }
+};
+
+void check(const ScratchDir& dir, const Step& s, const std::string& path, const RunResult& run,
+           const std::map<std::string, std::string>& before) {
+    const auto compare = [&](const std::string& what, const std::optional<std::string>& seen) {
+        if (!seen) {
+            std::printf("%s:%d: %s is not installed; passed over\n", path.c_str(), s.line, s.kind.c_str());
+            return;
+        }
+        if (s.bytes.matches(*seen)) return;
+        const std::string expected = s.bytes.text();
+        const auto differ = std::mismatch(expected.begin(), expected.end(), seen->begin(), seen->end());
+        ADD_FAILURE_AT(path.c_str(), s.line) << what << " differs from byte " << differ.first - expected.begin()
+                                             << " on; it is:\n" << render(*seen) << "expected:\n" << s.bytes.source;
+    };
+    const std::string file = dir.file(s.name);
+    const auto fail = [&](const std::string& what) { ADD_FAILURE_AT(path.c_str(), s.line) << what; };
+    if (s.kind == "file" && !dir.exists(s.name)) fail(s.name + " is missing");
+    else if (s.kind == "file") compare(s.name, dir.read(s.name));
+    else if (s.kind == "dbfread") compare("dbfread's view of " + s.name, dbfread_view(file));
+    else if (s.kind == "sqlite") compare("sqlite3's rows", sqlite_rows(file, s.arg));
+    else if (s.kind == "browser") compare("the browser's view of " + s.name, browser_view(file));
+    else if (s.kind == "no" && dir.exists(s.name)) fail(s.name + " exists");
+    else if (s.kind == "same" && before.at(s.name) != (dir.exists(s.name) ? dir.read(s.name) : "<none>"))
+        fail(s.name + " changed");
+    else if (s.kind == "mode") {
+        struct stat st {};
+        stat(file.c_str(), &st);
+        char mode[8];
+        std::snprintf(mode, sizeof mode, "%o", st.st_mode & 0777);
+        if (s.arg != mode) fail("the mode of " + s.name + " is " + mode);
+    } else if (s.kind == "memory") {
+        const long plain_kb = ScratchDir().run({"/VERSION"}).max_rss_kb;
+        if (run.max_rss_kb > plain_kb + std::stol(s.arg) * 1024)
+            fail("peak memory " + std::to_string(run.max_rss_kb) + " kB, a plain run's " + std::to_string(plain_kb));
+    }
+}
+
+void run_case(const Case& c, const std::string& path) {
+    ScratchDir dir;
+    for (const Step& s : c.setup) {
+        const std::string file = dir.file(s.name);
+        if (s.kind == "file") fs::create_directories(fs::path(file).parent_path()), dir.write(s.name, s.bytes.text());
+        else if (s.kind == "mkdir") fs::create_directories(file);
+        else if (s.kind == "chmod") chmod(file.c_str(), static_cast<mode_t>(std::stoul(s.arg, nullptr, 8)));
+    }
+    for (const Command& command : c.commands) {
+        if (command.nobody && !can_run_as_nobody()) return;
+        testing::ScopedTrace trace(path.c_str(), command.line, "in this command");
+        std::map<std::string, std::string> before;
+        for (const Step& s : command.checks)
+            if (s.kind == "same") before[s.name] = dir.exists(s.name) ? dir.read(s.name) : "<none>";
+        const RunResult run = dir.run(command.args, command.nobody);
+        if (run.status != command.status || !command.out.matches(run.out))
+            ADD_FAILURE_AT(path.c_str(), command.line)
+                << "exit status " << run.status << " (expected " << command.status << "), output:\n"
+                << render(run.out) << "expected:\n" << command.out.source;
+        for (const Step& s : command.checks) check(dir, s, path, run, before);
+    }
+}
+
+std::vector<std::string> transcripts() {
+    std::vector<std::string> found;
+    const fs::path root = fs::path(TRUG_SOURCE_DIR) / "tests";
+    for (const auto& entry : fs::recursive_directory_iterator(root))
+        if (entry.path().extension() == ".t") found.push_back(fs::relative(entry.path(), root).string());
+    std::sort(found.begin(), found.end());
+    return found;
+}
+
+class Transcript : public testing::TestWithParam<std::string> {};
+
+TEST_P(Transcript, PrintsAndLeavesWhatItShows) {
+    const std::string path = "tests/" + GetParam();
+    std::vector<Case> cases;
+    try {
+        cases = Reader(std::string(TRUG_SOURCE_DIR) + "/" + path, path).cases();
+    } catch (const std::exception& e) {
+        FAIL() << e.what();
+    }
+    ASSERT_FALSE(cases.empty()) << path << " holds no case";
+    const mode_t mask = umask(022);
+    for (const Case& c : cases) run_case(c, path);
+    umask(mask);
+}
+
+INSTANTIATE_TEST_SUITE_P(Files, Transcript, testing::ValuesIn(transcripts()), [](const auto& info) {
+    std::string name = info.param.substr(0, info.param.size() - 2);
+    std::replace_if(name.begin(), name.end(), [](char c) { return !std::isalnum(static_cast<unsigned char>(c)); }, '_');
+    return name;
+});
+
+}  // namespace
