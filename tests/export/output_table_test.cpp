@@ -1,6 +1,4 @@
 // tests/export/output_table_test.cpp
-#include <cstdio>
-#include <cstdlib>
 #include <sys/stat.h>
 
 #include <gtest/gtest.h>
@@ -136,70 +134,4 @@ TEST(OutputTable, NeverEmptiesTheSourcesMemoFile) {
     EXPECT_FALSE(l.list("s.DBF", {0})) << "the new table's memo file would be s.dbt";
     EXPECT_EQ(l.dir.read("s.dbt"), memo.bytes());
     EXPECT_FALSE(l.dir.exists("s.DBF"));
-}
-
-// ---- The target read by an independent reader -----------------------------------
-
-namespace {
-
-// Debian's python3-dbfread prints the fields and every live record. Its dBase IV
-// memo reader reads 8 bytes past each text, into the zero gap: trailing NULs go.
-const char kReader[] = R"(import sys
-import dbfread
-table = dbfread.DBF(sys.argv[1], encoding='cp866', char_decode_errors='strict')
-print('fields ' + ' '.join('%s:%s:%d:%d' % (f.name, f.type, f.length, f.decimal_count) for f in table.fields))
-def show(value):
-    if isinstance(value, str):
-        return repr(value.rstrip('\x00'))
-    if hasattr(value, 'isoformat'):
-        return value.isoformat()
-    return repr(value)
-for record in table.records:
-    print('|'.join(show(v) for v in record.values()))
-)";
-
-std::string read_with_dbfread(const ScratchDir& dir, const std::string& table) {
-    dir.write("read_dbf.py", kReader);
-    std::string command = "/usr/bin/python3 " + dir.file("read_dbf.py") + " " + dir.file(table) + " 2>&1";
-    FILE* pipe = popen(command.c_str(), "r");
-    if (pipe == nullptr) return "popen failed";
-    std::string out;
-    char buffer[4096];
-    size_t n;
-    while ((n = std::fread(buffer, 1, sizeof buffer, pipe)) > 0) out.append(buffer, n);
-    pclose(pipe);
-    return out;
-}
-
-}  // namespace
-
-TEST(OutputTable, TargetsOfEveryMemoFamilyReadInDbfread) {
-    if (std::system("/usr/bin/python3 -c 'import dbfread' >/dev/null 2>&1") != 0)
-        GTEST_SKIP() << "python3-dbfread is not installed (/usr/bin/python3 -c 'import dbfread')";
-    struct Family { const char* what; uint8_t signature; MemoImage::Layout layout; int block_size; const char* memo; };
-    const Family families[] = {
-        {"dBase III", 0x83, MemoImage::Dbase3, 512, "s.dbt"},
-        {"dBase IV", 0x8B, MemoImage::Dbase4, 512, "s.dbt"},
-        {"FoxPro", 0xF5, MemoImage::FoxPro, 64, "s.fpt"},
-        {"Visual FoxPro", 0x30, MemoImage::FoxPro, 64, "s.fpt"},
-    };
-    for (const Family& f : families) {
-        SCOPED_TRACE(f.what);
-        TableImage image = source_image();
-        image.signature = f.signature;
-        image.fields.push_back({"NOTE", 'M', 10});
-        MemoImage memo(f.layout, f.block_size);
-        image.records = {image.record({"ann", "1.5", "20010314", "T", std::to_string(memo.add("first\r\nsecond"))}),
-                         image.record({"bob", "-2.0", "", "F", ""}, true)};
-        ScratchDir dir;
-        dir.write("s.dbf", image.bytes());
-        dir.write(f.memo, memo.bytes());
-        RunResult r = dir.run({"s.dbf", "/MEMO:text", "/OUT:x.dbf", "/SELECT:*"});
-        EXPECT_EQ(r.out, "");
-        std::string memo_width = f.signature == 0x30 ? "4" : "10";
-        EXPECT_EQ(read_with_dbfread(dir, "x.dbf"),
-                  "fields NAME:C:5:0 QTY:N:5:1 BORN:D:8:0 OK:L:1:0 NOTE:M:" + memo_width + ":0\n"
-                  "'ann'|1.5|2001-03-14|True|'first\\r\\nsecond'\n"
-                  "'bob'|-2.0|None|False|None\n");
-    }
 }

@@ -1,7 +1,7 @@
 // tests/support/transcript_test.cpp
 //
 // Runs every transcript (*.t) under tests/: the real program, in a fresh directory per
-// case, with TZ=UTC and a umask of 022; its standard error must stay empty.
+// case, with TZ=UTC and a umask of 002; its standard error must stay empty.
 //
 // A transcript is made of paragraphs separated by blank lines; lines whose first
 // non-blank character is '#' are comments. A paragraph with a command line is a case;
@@ -499,7 +499,7 @@ TEST_P(Transcript, PrintsAndLeavesWhatItShows) {
         FAIL() << e.what();
     }
     ASSERT_FALSE(cases.empty()) << path << " holds no case";
-    const mode_t mask = umask(022);
+    const mode_t mask = umask(002);
     for (const Case& c : cases) run_case(c, path);
     umask(mask);
 }

@@ -12,7 +12,7 @@ table d.dbf
 file x.htm
 > <p>before</p>
 $ t.dbf /OUT:x.htm /S:* /S:A /OUT:y.html /FIELDS /S:*
-mode 644 y.html
+mode 664 y.html
 file x.htm
 > <p>before</p>
 > <table width="100%" border="1" cellspacing="1" cellpadding="1">

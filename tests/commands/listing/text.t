@@ -102,7 +102,7 @@ file X.TXT
 > N         | 1.50
 > D         |20010314
 >
-mode 644 X.TXT
+mode 664 X.TXT
 
 # An unknown end keeps the screen; so does /OUT without a name, or with a text
 # that is not one.

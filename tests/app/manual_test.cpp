@@ -1,11 +1,12 @@
-// tests/driver/manual_test.cpp
+// tests/app/manual_test.cpp
 //
 // The manual, the usage text and the change log against the program itself: every
 // keyword the dispatch table knows is documented, the manual is clean roff, and
 // all three name the version the program prints.
 #include <algorithm>
 #include <cctype>
-#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
 #include <regex>
 
 #include <gtest/gtest.h>
@@ -15,44 +16,36 @@
 
 namespace {
 
-std::string source(const char* name) { return read_file(std::string(TRUG_SOURCE_DIR) + "/" + name); }
+std::string source(const std::string& name) { return read_file(std::string(TRUG_SOURCE_DIR) + "/" + name); }
 
-std::string upper(std::string text) {
-    std::transform(text.begin(), text.end(), text.begin(), [](unsigned char c) { return std::toupper(c); });
-    return text;
-}
-
-// The keywords of the dispatch table, read from its source.
+// The keywords of the dispatch table, read from its rows {"keyword", Rest...}
+// wherever under src/ the table lies.
 std::vector<std::string> dispatch_keywords() {
-    std::string table = source("src/driver/parameters.cpp");
-    std::regex row(R"re(\{"([^"]+)", Rest)re");
+    const std::regex row(R"re(\{"([^"]+)", Rest)re");
     std::vector<std::string> keywords;
-    for (auto it = std::sregex_iterator(table.begin(), table.end(), row); it != std::sregex_iterator(); ++it)
-        keywords.push_back((*it)[1]);
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(std::string(TRUG_SOURCE_DIR) + "/src")) {
+        const std::string text = read_file(entry.path().string());
+        for (auto it = std::sregex_iterator(text.begin(), text.end(), row); it != std::sregex_iterator(); ++it)
+            keywords.push_back((*it)[1]);
+    }
     return keywords;
 }
 
 }  // namespace
 
-TEST(Manual, NamesEveryKeyword) {
-    std::vector<std::string> keywords = dispatch_keywords();
+TEST(Manual, ManualAndUsageNameEveryKeyword) {
+    const std::vector<std::string> keywords = dispatch_keywords();
     ASSERT_EQ(keywords.size(), 49u) << "the dispatch table's rows were not found";
-    std::string manual = source("doc/trugtool.1");
+    const std::string manual = source("doc/trugtool.1");
+    const std::string usage = ScratchDir().run({"/?"}).out;
     for (const std::string& keyword : keywords) {
-        bool setting = keyword.back() == '=';
-        std::string written = setting ? keyword : "/" + upper(keyword);
-        EXPECT_NE(manual.find(written), std::string::npos) << written;
-    }
-}
-
-TEST(Manual, UsageNamesEveryLongKeyword) {
-    ScratchDir dir;
-    std::string usage = dir.run({"/?"}).out;
-    for (const std::string& keyword : dispatch_keywords()) {
-        if (keyword.size() <= 2 || keyword.back() == '=') continue;  // short forms, "?" and settings keys
-        std::string name = upper(keyword);
+        const bool setting = keyword.back() == '=';
+        std::string name = keyword;
+        std::transform(name.begin(), name.end(), name.begin(), [](unsigned char c) { return std::toupper(c); });
+        EXPECT_NE(manual.find(setting ? keyword : "/" + name), std::string::npos) << "manual: " << keyword;
+        if (keyword.size() <= 2 || setting) continue;  // short forms, "?" and settings keys
         if (name.back() == ':') name.pop_back();
-        EXPECT_NE(usage.find("/" + name), std::string::npos) << name;
+        EXPECT_NE(usage.find("/" + name), std::string::npos) << "usage: " << name;
     }
 }
 
@@ -66,8 +59,7 @@ TEST(Manual, IsCleanRoff) {
 }
 
 TEST(Manual, VersionIsTheProgramsEverywhere) {
-    ScratchDir dir;
-    std::string line = dir.run({"/VERSION"}).out;
+    std::string line = ScratchDir().run({"/VERSION"}).out;
     std::smatch found;
     ASSERT_TRUE(std::regex_search(line, found, std::regex(R"(Version (\d+\.\d\d) )")));
     std::string version = found[1];

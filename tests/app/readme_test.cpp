@@ -1,4 +1,4 @@
-// tests/driver/readme_test.cpp
+// tests/app/readme_test.cpp
 //
 // The tutorial of README.md, run as it stands: every `$ trugtool ...` and `$ cat ...`
 // line of its console blocks, in order, in one directory holding the sample
