@@ -35,6 +35,7 @@
 //
 // Checks after a command:
 //   table NAME ... / file NAME ...  the file holds exactly these bytes
+//   copy FROM NAME                  the file holds what FROM held when the case began
 //   no NAME... / same NAME...       the files don't exist / the command left them as they were
 //   mode MODE NAME                  the file's permission bits
 //   dbfread NAME / sqlite NAME QUERY / browser NAME
@@ -313,7 +314,7 @@ class Reader {
             return {{s.line, kind, kind == "mode" ? s.arg : "", s.name, {}}};
         } else if (!check && (kind == "mkdir" || kind == "chmod")) {
             return {{s.line, kind, kind == "chmod" ? s.arg : s.name, s.name, {}}};
-        } else if (!check && kind == "copy") {
+        } else if (kind == "copy") {
             s.kind = "file";
             s.bytes.add(0, copy_of(s.name));
             if (!s.arg.empty()) s.name = s.arg;

@@ -1,0 +1,64 @@
+# Record lists: /DELETE: and /RECALL: set and clear the deletion marks of the
+# records they name, /RANGE: chooses the records of the listings and updates behind
+# it. Numbers count the records of the view from 1; "all" counts only first.
+
+table t.dbf
+  fields NAME C 3
+  row a
+  row b
+  row c
+  row d
+  row e
+
+# Only the mark bytes change; the header keeps its date. Numbers past the end are
+# passed over.
+$ t.dbf /DELETE:2,4-9,99 /RECALL:5 /DELETE: /RECALL: /RANGE:
+> Parameter required for delete...
+> Parameter required for recall...
+> Parameter required for range...
+table t.dbf
+  fields NAME C 3
+  row a
+  del b
+  row c
+  del d
+  row e
+
+# "all" later in a list is nothing, and so is a range without its end.
+$ t.dbf /DELETE:3,all /DELETE:1;5-
+$ t.dbf /DEL /S:*
+> *|a  |
+>  |b  |
+> *|c  |
+>  |d  |
+>  |e  |
+
+# A record list changes no mark.
+$ t.dbf /DELETE:all /RECALL:2-5 /RANGE:1-3 /DELETE:5
+$ t.dbf /DEL /S:*
+> *|a  |
+>  |b  |
+>  |c  |
+>  |d  |
+> *|e  |
+
+copy t.dbf u.dbf
+$ t.dbf u.dbf /DELETE:1,2
+$ t.dbf u.dbf /DELETED- /COUNT
+> 3
+> 3
+
+# A listing takes the records of the list in its order; an empty list lists nothing.
+$ t.dbf /RANGE:0 /S:NAME /RANGE:2-4 /S:NAME /RANGE:all /S:NAME
+> b  |
+> c  |
+> d  |
+> a  |
+> b  |
+> c  |
+> d  |
+> e  |
+$ t.dbf /DESC /ORDER:NAME /RANGE:1,5;5 /S:NAME
+> e  |
+> a  |
+> a  |
