@@ -2,14 +2,12 @@
 # the parameters for each table, dispatch by keyword prefix, and the messages that
 # end the run.
 
-table a.dbf
-  fields NAME C 10, AGE N 3
+table a.dbf: NAME C 10, AGE N 3
   row 0|0
   row 1|1
   row 2|2
 
-table b.dbf
-  fields NAME C 10, AGE N 3
+table b.dbf: NAME C 10, AGE N 3
   row 0|0
   row 1|1
 
@@ -18,7 +16,6 @@ table b.dbf
 $
 > TRUG Command Line utility. Version 1.05
 ...
-> 	/CMP:file.dbf [/filter] [/order] /CMP[:[i][s][c]]
 $ /?
 > TRUG Command Line utility. Version 1.05
 ...
@@ -67,27 +64,17 @@ $ a.dbf /Normal=abc -uppercase=ABC TableOEM=x /cOuNt /COUNTING hello
 > 3
 > 3
 > Unknown function: [hello].
-$ a.dbf /SELECT /FILTER /FIELD /ORDER /RANGE /SORT /MAKE /TRUNC /CALC /RECALL
+$ a.dbf /SELECT /CALC
 > Unknown function: [SELECT].
-> Unknown function: [FILTER].
-> Unknown function: [FIELD].
-> Unknown function: [ORDER].
-> Unknown function: [RANGE].
-> Unknown function: [SORT].
-> Unknown function: [MAKE].
-> Unknown function: [TRUNC].
 > Unknown function: [CALC].
-> Unknown function: [RECALL].
 $ a.dbf /DATE /DATE: /DATE:ab /DATE:dmy /DATE:MDY /date:Ymd /DATE:asis /DATE:a /DATE=- /TRIM /TRIM:all /TRIM:middle
 > Unknown date format: .
 > Unknown date format: .
 > Unknown date format: ab.
 
-table header.dbf header=64
-  fields A C 1
+table header.dbf header=64: A C 1
 
-table fields.dbf
-  fields A X 1, B Z 1, C Q 1
+table fields.dbf: A X 1, B Z 1, C Q 1
 
 file empty.dbf
 > \{\0*32} (esc) (no-eol)

@@ -1,8 +1,7 @@
 # List files (@name.lst) and the settings file beside the program: each line is a
 # parameter, read where the list is named.
 
-table a.dbf
-  fields NAME C 10
+table a.dbf: NAME C 10
   row 0
   row 1
   row 2
@@ -64,47 +63,8 @@ $ a.dbf @self.lst @x.lst
 > Can't open file: x.lst
 > 3
 
-# Lists nest 16 deep.
-file l0.lst
-> @l1.lst
-file l1.lst
-> @l2.lst
-file l2.lst
-> @l3.lst
-file l3.lst
-> @l4.lst
-file l4.lst
-> @l5.lst
-file l5.lst
-> @l6.lst
-file l6.lst
-> @l7.lst
-file l7.lst
-> @l8.lst
-file l8.lst
-> @l9.lst
-file l9.lst
-> @l10.lst
-file l10.lst
-> @l11.lst
-file l11.lst
-> @l12.lst
-file l12.lst
-> @l13.lst
-file l13.lst
-> @l14.lst
-file l14.lst
-> @l15.lst
-file l15.lst
-> @l16.lst
-file l16.lst
-> @l17.lst
-$ a.dbf @l0.lst
-> Can't open file: l16.lst
-
 # The settings file runs for each table before the command line.
-table b.dbf
-  fields NAME C 10
+table b.dbf: NAME C 10
   row 0
   row 1
 

@@ -5,7 +5,7 @@
 //
 // A transcript is made of paragraphs separated by blank lines; lines whose first
 // non-blank character is '#' are comments. A paragraph with a command line is a case;
-// one without sets up files for every case below it (a file of the same name defined
+// one without sets up files for every case below it (a file of the same name set up
 // again replaces it). In a case, the lines before the first command set up files for
 // that case alone, and its commands run one after another in the same directory:
 //
@@ -21,27 +21,26 @@
 //
 // Setting up:
 //   table NAME [sig=HEX] [date=YYYY-MM-DD|today] [count=N] [header=N] [reclen=N]
-//              [flags=HEX] [cp=HEX] [noterm] [noeof] [extra=BYTES]
-//     fields NAME TYPE LENGTH[.DECIMALS], ...
-//     row VALUE|VALUE|...          a record, values placed by the table builder ("del"
-//                                  for a deleted one); "{text}" in an M field stores
-//                                  the text in the memo file and the block number here
-//     memo dbt3|dbt4|fpt [BLOCK-SIZE] [NAME]   the memo file, named after the table
-//     text TEXT                    a memo text no record points to
-//     patch OFFSET BYTES           bytes written over the finished table
+//              [flags=HEX] [cp=HEX] [noeof] [extra=BYTES]: FIELD TYPE LENGTH[.DECIMALS], ...
+//     memo dbt3|dbt4|fpt [BLOCK-SIZE]   its memo file, named after the table
+//     row VALUE|VALUE|...               a record as the table builder places values ("del"
+//                                       for a deleted one); "{text}" in an M field stores
+//                                       the text in the memo file and its block number here
+//     text TEXT                         a memo text no record points to
+//     patch OFFSET BYTES                bytes written over the finished table
 //   file NAME                      followed by its content as output lines
 //   copy FROM [NAME]               a file set up above, or a sample table of examples/
 //   mkdir NAME / chmod MODE NAME
 //
 // Checks after a command:
-//   table NAME ... / file NAME ...  the file holds exactly these bytes
-//   copy FROM NAME                  the file holds what FROM held when the case began
-//   no NAME... / same NAME...       the files don't exist / the command left them as they were
-//   mode MODE NAME                  the file's permission bits
+//   table ... / file NAME ...      the file holds exactly these bytes
+//   copy FROM NAME                 the file holds what FROM held when the case began
+//   no NAME... / same NAME...      the files don't exist / the command left them as they were
+//   mode MODE NAME                 the file's permission bits
 //   dbfread NAME / sqlite NAME QUERY / browser NAME
-//                                   followed by the output lines of that independent reader
-//                                   (see support/clients.h); passed over when it is not installed
-//   memory MB                       the run's peak memory stays within MB of a plain run's
+//                                  followed by the output lines of that independent reader
+//                                  (support/clients.h); passed over where it is not installed
+//   memory MB                      the run's peak memory stays within MB of a plain run's
 //
 // Arguments are separated by blanks; '...' groups. In arguments, names and values a
 // backslash escapes: \\ \t \r \n \0 \xHH, \{TEXT*N} for N copies of TEXT, and before
@@ -51,6 +50,7 @@
 #include <filesystem>
 #include <fstream>
 #include <map>
+#include <ostream>
 #include <stdexcept>
 #include <sys/stat.h>
 
@@ -67,33 +67,21 @@ namespace {
 std::string unescape(std::string_view text) {
     std::string out;
     for (size_t i = 0; i < text.size(); ++i) {
-        if (text[i] != '\\' || i + 1 == text.size()) {
-            out += text[i];
-            continue;
-        }
-        switch (char c = text[++i]) {
-            case 't': out += '\t'; break;
-            case 'r': out += '\r'; break;
-            case 'n': out += '\n'; break;
-            case '0': out += '\0'; break;
-            case 'x':
-                out += static_cast<char>(std::stoi(std::string(text.substr(i + 1, 2)), nullptr, 16));
-                i += 2;
-                break;
-            case '{': {
-                const size_t end = text.find('}', i), star = text.rfind('*', end);
-                const std::string piece = unescape(text.substr(i + 1, star - i - 1));
-                for (int n = std::stoi(std::string(text.substr(star + 1, end - star - 1))); n > 0; --n) out += piece;
-                i = end;
-                break;
-            }
-            default: out += c;
+        const char c = i + 1 < text.size() && text[i] == '\\' ? text[++i] : 0;
+        if (c == 0) out += text[i];
+        else if (c == 'x') out += static_cast<char>(std::stoi(std::string(text.substr(i + 1, 2)), nullptr, 16)), i += 2;
+        else if (c != '{') out += c == 't' ? '\t' : c == 'r' ? '\r' : c == 'n' ? '\n' : c == '0' ? '\0' : c;
+        else {
+            const size_t end = text.find('}', i), star = text.rfind('*', end);
+            const std::string piece = unescape(text.substr(i + 1, star - i - 1));
+            for (int n = std::stoi(std::string(text.substr(star + 1, end - star - 1))); n > 0; --n) out += piece;
+            i = end;
         }
     }
     return out;
 }
 
-// Splits at each `separator` that no backslash escapes; the pieces keep their escapes.
+// Splits at each `separator` no backslash escapes; the pieces keep their escapes.
 std::vector<std::string_view> split_at(std::string_view text, char separator) {
     std::vector<std::string_view> pieces;
     size_t start = 0;
@@ -110,9 +98,10 @@ std::vector<std::string> split_words(std::string_view text) {
     std::vector<std::string> words;
     std::string word;
     bool in_word = false, quoted = false;
-    for (size_t i = 0; i < text.size(); ++i) {
-        if (text[i] == ' ' && !quoted) {
-            if (in_word) words.push_back(unescape(word));
+    for (size_t i = 0; i <= text.size(); ++i) {
+        const bool end = i == text.size() || (text[i] == ' ' && !quoted);
+        if (end && in_word) words.push_back(unescape(word));
+        if (end) {
             word.clear();
             in_word = false;
             continue;
@@ -122,7 +111,6 @@ std::vector<std::string> split_words(std::string_view text) {
         else if (text[i] == '\\' && i + 1 < text.size()) word += text.substr(i++, 2);
         else word += text[i];
     }
-    if (in_word) words.push_back(unescape(word));
     return words;
 }
 
@@ -130,21 +118,19 @@ std::vector<std::string> split_words(std::string_view text) {
 std::string render(std::string_view bytes) {
     std::string out;
     for (size_t start = 0; start < bytes.size();) {
-        size_t end = bytes.find('\n', start);
-        const bool eol = end != std::string_view::npos;
-        if (!eol) end = bytes.size();
-        const std::string_view line = bytes.substr(start, end - start);
+        const size_t end = std::min(bytes.find('\n', start), bytes.size());
         std::string escaped;
         bool plain = true;
-        for (char c : line) {
+        for (const char c : bytes.substr(start, end - start)) {
             const auto u = static_cast<unsigned char>(c);
             char hex[5];
             std::snprintf(hex, sizeof hex, "\\x%02X", u);
             plain = plain && !((u < 0x20 && c != '\t') || u >= 0x7F);
             escaped += c == '\\' ? std::string("\\\\") : (u < 0x20 && c != '\t') || u >= 0x7F ? hex : std::string(1, c);
         }
-        out += (line.empty() ? ">" : plain ? "> " + std::string(line) : "> " + escaped + " (esc)");
-        out += std::string(eol ? "" : " (no-eol)") + "\n";
+        const std::string line(bytes.substr(start, end - start));
+        out += line.empty() ? ">" : plain ? "> " + line : "> " + escaped + " (esc)";
+        out += end == bytes.size() ? " (no-eol)\n" : "\n";
         start = end + 1;
     }
     return out.empty() ? "(nothing)\n" : out;
@@ -159,7 +145,6 @@ struct Pattern {
         if (!wild && !pieces.empty() && !pieces.back().first) pieces.back().second += text;
         else pieces.emplace_back(wild, text);
     }
-    bool literal() const { return std::none_of(pieces.begin(), pieces.end(), [](auto& p) { return p.first; }); }
     std::string text() const {
         std::string out;
         for (const auto& piece : pieces) out += piece.second;
@@ -179,7 +164,9 @@ struct Pattern {
 
 // A setup step or a check: kind is file, mkdir, chmod, no, same, mode, dbfread, sqlite, browser or memory.
 struct Step {
-    int line = 0;
+    Step(int line_, std::string kind_, std::string name_, std::string arg_ = "")
+        : line(line_), kind(std::move(kind_)), name(std::move(name_)), arg(std::move(arg_)) {}
+    int line;
     std::string kind, name, arg;
     Pattern bytes;
 };
@@ -209,23 +196,18 @@ class Reader {
 
     std::vector<Case> cases() {
         std::vector<Case> out;
-        for (;;) {
+        for (std::vector<Step> shared;;) {
             while (at_ < lines_.size() && (blank() || comment())) ++at_;
             if (at_ == lines_.size()) return out;
             std::vector<Command> commands;
-            local_.clear();
+            local_ = shared;
             while (at_ < lines_.size() && !blank()) {
                 if (comment()) ++at_;
                 else if (command_line()) commands.push_back(command());
-                else for (Step& s : steps(false)) local_.push_back(std::move(s));
+                else for (Step& s : steps(false)) define(std::move(s));
             }
-            if (commands.empty()) {
-                for (Step& s : local_) define(shared_, std::move(s));
-                continue;
-            }
-            std::vector<Step> setup = shared_;
-            for (Step& s : local_) define(setup, std::move(s));
-            out.push_back({std::move(setup), std::move(commands)});
+            if (commands.empty()) shared = local_;
+            else out.push_back({local_, std::move(commands)});
         }
     }
 
@@ -233,8 +215,7 @@ class Reader {
     std::string shown_;
     std::vector<std::string> lines_;
     size_t at_ = 0;
-    std::vector<Step> shared_;  // what every later case starts from
-    std::vector<Step> local_;   // what this paragraph sets up
+    std::vector<Step> local_;  // what the paragraph read so far sets up
 
     [[noreturn]] void fail(const std::string& what) const {
         throw std::runtime_error(shown_ + ":" + std::to_string(at_ + 1) + ": " + what);
@@ -245,12 +226,11 @@ class Reader {
     bool comment() const { return trimmed()[0] == '#'; }
     bool command_line() const { return line() == "$" || starts(line(), "$ ") || starts(line(), "nobody$ "); }
 
-    static void define(std::vector<Step>& steps, Step step) {
-        auto same = std::find_if(steps.begin(), steps.end(), [&](const Step& s) {
-            return s.kind == "file" && step.kind == "file" && s.name == step.name;
-        });
-        if (same != steps.end()) *same = std::move(step);
-        else steps.push_back(std::move(step));
+    void define(Step step) {
+        auto same = std::find_if(local_.begin(), local_.end(),
+                                 [&](const Step& s) { return s.kind == "file" && step.kind == "file" && s.name == step.name; });
+        if (same != local_.end()) *same = std::move(step);
+        else local_.push_back(std::move(step));
     }
 
     Command command() {
@@ -273,10 +253,6 @@ class Reader {
         Pattern p;
         for (; at_ < lines_.size() && (starts(line(), ">") || line() == "..."); ++at_) {
             p.source += std::string(line()) + "\n";
-            if (line() == "...") {
-                p.add('.');
-                continue;
-            }
             std::string_view text = line().substr(starts(line(), "> ") ? 2 : 1);
             const auto suffix = [&](std::string_view mark) {
                 const bool has = text.size() >= mark.size() && text.substr(text.size() - mark.size()) == mark;
@@ -285,6 +261,10 @@ class Reader {
             };
             const bool eol = !suffix(" (no-eol)"), glob = suffix(" (glob)");
             const std::string content = suffix(" (esc)") ? unescape(text) : std::string(text);
+            if (line() == "...") {
+                p.add('.');
+                continue;
+            }
             const auto parts = glob ? split_at(content, '*') : std::vector<std::string_view>{content};
             for (size_t i = 0; i < parts.size(); ++i) {
                 if (i > 0) p.add('*');
@@ -297,52 +277,50 @@ class Reader {
 
     std::vector<Step> steps(bool check) {
         const std::string raw(line());
-        const std::vector<std::string> w = split_words(raw);
+        const size_t colon = starts(raw, "table ") ? std::min(raw.find(':'), raw.size()) : raw.size();
+        const std::vector<std::string> w = split_words(raw.substr(0, colon));
         const std::string& kind = w[0];
-        Step s{static_cast<int>(at_ + 1), kind, w.size() > 1 ? w[1] : "", w.size() > 2 ? w[2] : "", {}};
+        Step s{static_cast<int>(at_ + 1), kind, w.size() > 1 ? w[1] : "", w.size() > 2 ? w[2] : ""};
         ++at_;
-        if (kind == "table") return table(w);
-        if (kind == "file" || kind == "dbfread" || kind == "sqlite" || kind == "browser") {
+        if (kind == "table") return table(w, raw.substr(std::min(colon + 1, raw.size())));
+        if (kind == "file" || (check && (kind == "dbfread" || kind == "sqlite" || kind == "browser"))) {
             if (kind == "sqlite") s.arg = raw.substr(std::min(raw.size(), raw.find(' ', kind.size() + 1) + 1));
             s.bytes = block();
-            if (kind == "file" || check) return {s};
-        } else if (check && (kind == "no" || kind == "same")) {
-            std::vector<Step> each;
-            for (size_t i = 1; i < w.size(); ++i) each.push_back({s.line, kind, w[i], "", {}});
-            return each;
-        } else if (check && (kind == "mode" || kind == "memory")) {
-            return {{s.line, kind, kind == "mode" ? s.arg : "", s.name, {}}};
-        } else if (!check && (kind == "mkdir" || kind == "chmod")) {
-            return {{s.line, kind, kind == "chmod" ? s.arg : s.name, s.name, {}}};
-        } else if (kind == "copy") {
-            s.kind = "file";
-            s.bytes.add(0, copy_of(s.name));
-            if (!s.arg.empty()) s.name = s.arg;
             return {s};
         }
+        if (kind == "copy") {
+            Step file(s.line, "file", s.arg.empty() ? s.name : s.arg);
+            file.bytes.add(0, copy_of(s.name));
+            return {file};
+        }
+        if (!check && kind == "mkdir") return {{s.line, kind, s.name}};
+        if (!check && kind == "chmod") return {{s.line, kind, s.arg, s.name}};
+        if (check && (kind == "mode" || kind == "memory"))
+            return {{s.line, kind, kind == "mode" ? s.arg : "", s.name}};
+        if (check && (kind == "no" || kind == "same")) {
+            std::vector<Step> each;
+            for (size_t i = 1; i < w.size(); ++i) each.push_back({s.line, kind, w[i]});
+            return each;
+        }
         --at_;
-        fail("not a " + std::string(check ? "check" : "setup") + " line: " + std::string(line()));
+        fail(std::string("not a ") + (check ? "check" : "setup") + " line");
     }
 
     std::string copy_of(const std::string& name) const {
-        for (const std::vector<Step>* steps : {&local_, &shared_})
-            for (const Step& s : *steps)
-                if (s.kind == "file" && s.name == name) return s.bytes.text();
+        for (const Step& s : local_)
+            if (s.kind == "file" && s.name == name) return s.bytes.text();
         const std::string path = std::string(TRUG_SOURCE_DIR) + "/examples/" + name;
         if (!file_exists(path)) fail("nothing to copy by the name " + name);
         return read_file(path);
     }
 
-    // A table and its memo file, from the `table` line `w` and the lines below it.
-    std::vector<Step> table(const std::vector<std::string>& w) {
+    // A table and its memo file, from the `table` line and the lines below it.
+    std::vector<Step> table(const std::vector<std::string>& head, std::string_view fields) {
         const int first = static_cast<int>(at_);
         TableImage t;
-        std::optional<MemoImage> memo;
-        std::string memo_name;
-        std::vector<std::pair<size_t, std::string>> patches;
-        for (size_t i = 2; i < w.size(); ++i) {
-            const size_t eq = w[i].find('=');
-            const std::string key = w[i].substr(0, eq), value = eq == std::string::npos ? "" : w[i].substr(eq + 1);
+        for (size_t i = 2; i < head.size(); ++i) {
+            const size_t eq = head[i].find('=');
+            const std::string key = head[i].substr(0, eq), value = eq == std::string::npos ? "" : head[i].substr(eq + 1);
             const auto hex = [&] { return static_cast<uint8_t>(std::stoi(value, nullptr, 16)); };
             if (key == "sig") t.signature = hex();
             else if (key == "flags") t.table_flags = hex();
@@ -350,24 +328,25 @@ class Reader {
             else if (key == "count") t.record_count = static_cast<uint32_t>(std::stoul(value));
             else if (key == "header") t.header_length = static_cast<uint16_t>(std::stoi(value));
             else if (key == "reclen") t.record_length = static_cast<uint16_t>(std::stoi(value));
-            else if (key == "noterm") t.terminator = false;
             else if (key == "noeof") t.end_mark = false;
             else if (key == "extra") t.extra_header = value;
             else if (key == "date") set_date(t, value);
             else fail("unknown table attribute " + key);
         }
-        for (; at_ < lines_.size() && !blank(); ++at_) {
+        for (std::string_view field : split_at(fields, ',')) {
+            const std::vector<std::string> f = split_words(field);
+            if (f.empty()) continue;
+            if (f.size() != 3) fail("a field is NAME TYPE LENGTH[.DECIMALS]");
+            const size_t dot = f[2].find('.');
+            t.fields.push_back({f[0], f[1][0], std::stoi(f[2]), dot == std::string::npos ? 0 : std::stoi(f[2].substr(dot + 1))});
+        }
+        std::optional<MemoImage> memo;
+        std::string memo_name, bytes;
+        for (; at_ < lines_.size() && starts(line(), "  "); ++at_) {
             const std::string_view text = trimmed();
             const std::string keyword(text.substr(0, text.find(' ')));
             const std::string_view rest = text.substr(std::min(text.size(), keyword.size() + 1));
-            if (keyword == "fields") {
-                for (std::string_view field : split_at(rest, ',')) {
-                    const std::vector<std::string> f = split_words(field);
-                    if (f.size() != 3) fail("a field is NAME TYPE LENGTH[.DECIMALS]");
-                    const size_t dot = f[2].find('.');
-                    t.fields.push_back({f[0], f[1][0], std::stoi(f[2]), dot == std::string::npos ? 0 : std::stoi(f[2].substr(dot + 1))});
-                }
-            } else if (keyword == "row" || keyword == "del") {
+            if (keyword == "row" || keyword == "del") {
                 std::vector<std::string> values;
                 for (std::string_view piece : split_at(rest, '|')) values.push_back(unescape(piece));
                 for (size_t i = 0; i < values.size() && i < t.fields.size(); ++i) {
@@ -382,38 +361,30 @@ class Reader {
                 const std::vector<std::string> m = split_words(rest);
                 const auto layout = m[0] == "fpt" ? MemoImage::FoxPro : m[0] == "dbt4" ? MemoImage::Dbase4 : MemoImage::Dbase3;
                 memo.emplace(layout, m.size() > 1 ? std::stoi(m[1]) : 512);
-                memo_name = m.size() > 2 ? m[2] : w[1].substr(0, w[1].rfind('.')) + (m[0] == "fpt" ? ".fpt" : ".dbt");
+                memo_name = head[1].substr(0, head[1].rfind('.')) + (m[0] == "fpt" ? ".fpt" : ".dbt");
             } else if (keyword == "text" && memo) {
                 memo->add(unescape(rest));
             } else if (keyword == "patch") {
                 const std::vector<std::string> p = split_words(rest);
-                patches.emplace_back(std::stoul(p[0]), p[1]);
+                if (bytes.empty()) bytes = t.bytes();
+                bytes.replace(std::stoul(p[0]), p[1].size(), p[1]);
             } else {
-                break;
+                fail("not a line of a table");
             }
         }
-        std::string bytes = t.bytes();
-        for (const auto& [offset, patch] : patches) {
-            if (bytes.size() < offset + patch.size()) bytes.resize(offset + patch.size(), '\0');
-            bytes.replace(offset, patch.size(), patch);
-        }
-        std::vector<Step> files(1, Step{first, "file", w[1], "", {}});
-        files[0].bytes.add(0, bytes);
-        if (memo) files.push_back({first, "file", memo_name, "", {}}), files[1].bytes.add(0, memo->bytes());
+        std::vector<Step> files(1, Step{first, "file", head[1]});
+        files[0].bytes.add(0, bytes.empty() ? t.bytes() : bytes);
+        if (memo) files.push_back({first, "file", memo_name}), files[1].bytes.add(0, memo->bytes());
         return files;
     }
 
     void set_date(TableImage& t, const std::string& value) const {
         std::tm date{};
-        if (value == "today") {
-            const std::time_t now = std::time(nullptr);
-            gmtime_r(&now, &date);
-        } else if (std::sscanf(value.c_str(), "%d-%d-%d", &date.tm_year, &date.tm_mon, &date.tm_mday) == 3) {
-            date.tm_year -= 1900;
-            date.tm_mon -= 1;
-        } else {
-            fail("a date is YYYY-MM-DD or today");
-        }
+        const std::time_t now = std::time(nullptr);
+        if (value == "today") gmtime_r(&now, &date);
+        else if (std::sscanf(value.c_str(), "%d-%d-%d", &date.tm_year, &date.tm_mon, &date.tm_mday) == 3)
+            date.tm_year -= 1900, date.tm_mon -= 1;
+        else fail("a date is YYYY-MM-DD or today");
         while (date.tm_year > 255) date.tm_year -= 100;  // the header's year byte
         t.year = static_cast<uint8_t>(date.tm_year);
         t.month = static_cast<uint8_t>(date.tm_mon + 1);
@@ -423,19 +394,13 @@ class Reader {
 
 void check(const ScratchDir& dir, const Step& s, const std::string& path, const RunResult& run,
            const std::map<std::string, std::string>& before) {
+    const auto fail = [&](const std::string& what) { ADD_FAILURE_AT(path.c_str(), s.line) << what; };
     const auto compare = [&](const std::string& what, const std::optional<std::string>& seen) {
-        if (!seen) {
-            std::printf("%s:%d: %s is not installed; passed over\n", path.c_str(), s.line, s.kind.c_str());
-            return;
-        }
-        if (s.bytes.matches(*seen)) return;
-        const std::string expected = s.bytes.text();
-        const auto differ = std::mismatch(expected.begin(), expected.end(), seen->begin(), seen->end());
-        ADD_FAILURE_AT(path.c_str(), s.line) << what << " differs from byte " << differ.first - expected.begin()
-                                             << " on; it is:\n" << render(*seen) << "expected:\n" << s.bytes.source;
+        if (!seen) std::printf("%s:%d: %s is not installed; passed over\n", path.c_str(), s.line, s.kind.c_str());
+        else if (!s.bytes.matches(*seen)) fail(what + " is:\n" + render(*seen) + "expected:\n" + s.bytes.source);
     };
     const std::string file = dir.file(s.name);
-    const auto fail = [&](const std::string& what) { ADD_FAILURE_AT(path.c_str(), s.line) << what; };
+    struct stat st {};
     if (s.kind == "file" && !dir.exists(s.name)) fail(s.name + " is missing");
     else if (s.kind == "file") compare(s.name, dir.read(s.name));
     else if (s.kind == "dbfread") compare("dbfread's view of " + s.name, dbfread_view(file));
@@ -444,17 +409,10 @@ void check(const ScratchDir& dir, const Step& s, const std::string& path, const 
     else if (s.kind == "no" && dir.exists(s.name)) fail(s.name + " exists");
     else if (s.kind == "same" && before.at(s.name) != (dir.exists(s.name) ? dir.read(s.name) : "<none>"))
         fail(s.name + " changed");
-    else if (s.kind == "mode") {
-        struct stat st {};
-        stat(file.c_str(), &st);
-        char mode[8];
-        std::snprintf(mode, sizeof mode, "%o", st.st_mode & 0777);
-        if (s.arg != mode) fail("the mode of " + s.name + " is " + mode);
-    } else if (s.kind == "memory") {
-        const long plain_kb = ScratchDir().run({"/VERSION"}).max_rss_kb;
-        if (run.max_rss_kb > plain_kb + std::stol(s.arg) * 1024)
-            fail("peak memory " + std::to_string(run.max_rss_kb) + " kB, a plain run's " + std::to_string(plain_kb));
-    }
+    else if (s.kind == "mode" && (stat(file.c_str(), &st) != 0 || (st.st_mode & 0777) != std::stoul(s.arg, nullptr, 8)))
+        fail("the mode of " + s.name + " is not " + s.arg);
+    else if (s.kind == "memory" && run.max_rss_kb > ScratchDir().run({"/VERSION"}).max_rss_kb + std::stol(s.arg) * 1024)
+        fail("peak memory " + std::to_string(run.max_rss_kb) + " kB");
 }
 
 void run_case(const Case& c, const std::string& path) {
@@ -473,40 +431,62 @@ void run_case(const Case& c, const std::string& path) {
             if (s.kind == "same") before[s.name] = dir.exists(s.name) ? dir.read(s.name) : "<none>";
         const RunResult run = dir.run(command.args, command.nobody);
         if (run.status != command.status || !command.out.matches(run.out))
-            ADD_FAILURE_AT(path.c_str(), command.line)
-                << "exit status " << run.status << " (expected " << command.status << "), output:\n"
-                << render(run.out) << "expected:\n" << command.out.source;
+            ADD_FAILURE_AT(path.c_str(), command.line) << "exit status " << run.status << " (expected " << command.status
+                                                       << "), output:\n" << render(run.out) << "expected:\n"
+                                                       << command.out.source;
         for (const Step& s : command.checks) check(dir, s, path, run, before);
     }
 }
 
-std::vector<std::string> transcripts() {
-    std::vector<std::string> found;
-    const fs::path root = fs::path(TRUG_SOURCE_DIR) / "tests";
-    for (const auto& entry : fs::recursive_directory_iterator(root))
-        if (entry.path().extension() == ".t") found.push_back(fs::relative(entry.path(), root).string());
-    std::sort(found.begin(), found.end());
+// One test per case, named by its transcript and the line of its first command. A
+// transcript that can't be read becomes one failing test.
+struct Where {
+    std::string path;
+    size_t index;
+    int line;
+};
+
+void PrintTo(const Where& where, std::ostream* out) { *out << where.path << ":" << where.line; }
+
+std::vector<Case> read_cases(const std::string& path) {
+    return Reader(std::string(TRUG_SOURCE_DIR) + "/" + path, path).cases();
+}
+
+std::vector<Where> all_cases() {
+    std::vector<std::string> paths;
+    for (const auto& entry : fs::recursive_directory_iterator(fs::path(TRUG_SOURCE_DIR) / "tests"))
+        if (entry.path().extension() == ".t") paths.push_back(fs::relative(entry.path(), TRUG_SOURCE_DIR).string());
+    std::sort(paths.begin(), paths.end());
+    std::vector<Where> found;
+    for (const std::string& path : paths) {
+        try {
+            const std::vector<Case> cases = read_cases(path);
+            for (size_t i = 0; i < cases.size(); ++i) found.push_back({path, i, cases[i].commands[0].line});
+        } catch (const std::exception&) {
+            found.push_back({path, SIZE_MAX, 0});
+        }
+    }
     return found;
 }
 
-class Transcript : public testing::TestWithParam<std::string> {};
+class Transcript : public testing::TestWithParam<Where> {};
 
-TEST_P(Transcript, PrintsAndLeavesWhatItShows) {
-    const std::string path = "tests/" + GetParam();
+TEST_P(Transcript, Case) {
+    const Where& where = GetParam();
     std::vector<Case> cases;
     try {
-        cases = Reader(std::string(TRUG_SOURCE_DIR) + "/" + path, path).cases();
+        cases = read_cases(where.path);
     } catch (const std::exception& e) {
         FAIL() << e.what();
     }
-    ASSERT_FALSE(cases.empty()) << path << " holds no case";
+    ASSERT_LT(where.index, cases.size()) << where.path << " changed while the tests ran";
     const mode_t mask = umask(002);
-    for (const Case& c : cases) run_case(c, path);
+    run_case(cases[where.index], where.path);
     umask(mask);
 }
 
-INSTANTIATE_TEST_SUITE_P(Files, Transcript, testing::ValuesIn(transcripts()), [](const auto& info) {
-    std::string name = info.param.substr(0, info.param.size() - 2);
+INSTANTIATE_TEST_SUITE_P(Files, Transcript, testing::ValuesIn(all_cases()), [](const auto& info) {
+    std::string name = info.param.path.substr(6, info.param.path.size() - 8) + "_" + std::to_string(info.param.line);
     std::replace_if(name.begin(), name.end(), [](char c) { return !std::isalnum(static_cast<unsigned char>(c)); }, '_');
     return name;
 });

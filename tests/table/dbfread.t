@@ -2,8 +2,7 @@
 # in each memo family: an empty copy (/MAKE:), a listing target made from the
 # table (/OUT:x.dbf), and the table sorted and packed in place.
 
-table t.dbf sig=83
-  fields NAME C 8, AMOUNT N 7.2, BORN D 8, OK L 1, NOTE M 10
+table t.dbf sig=83: NAME C 8, AMOUNT N 7.2, BORN D 8, OK L 1, NOTE M 10
   memo dbt3
   text a text no record uses
   row smith|12.50|20010314|T|{first memo}
@@ -23,8 +22,7 @@ dbfread t.dbf
 > live 'smith'|12.5|2001-03-14|True|'first memo'
 
 # dbfread reads dBase IV memos with 512-byte blocks whatever the header says.
-table t.dbf sig=8b
-  fields NAME C 8, AMOUNT N 7.2, BORN D 8, OK L 1, NOTE M 10
+table t.dbf sig=8b: NAME C 8, AMOUNT N 7.2, BORN D 8, OK L 1, NOTE M 10
   memo dbt4
   text a text no record uses
   row smith|12.50|20010314|T|{first memo}
@@ -43,8 +41,7 @@ dbfread t.dbf
 > live 'brown'|0.0|None|None|None
 > live 'smith'|12.5|2001-03-14|True|'first memo'
 
-table t.dbf sig=f5
-  fields NAME C 8, AMOUNT N 7.2, BORN D 8, OK L 1, NOTE M 10
+table t.dbf sig=f5: NAME C 8, AMOUNT N 7.2, BORN D 8, OK L 1, NOTE M 10
   memo fpt 64
   text a text no record uses
   row smith|12.50|20010314|T|{first memo}
@@ -64,8 +61,7 @@ dbfread t.dbf
 > live 'smith'|12.5|2001-03-14|True|'first memo'
 
 # Visual FoxPro: the block number is a binary word.
-table t.dbf sig=30
-  fields NAME C 8, AMOUNT N 7.2, BORN D 8, OK L 1, NOTE M 4
+table t.dbf sig=30: NAME C 8, AMOUNT N 7.2, BORN D 8, OK L 1, NOTE M 4
   memo fpt 64
   text a text no record uses
   row smith|12.50|20010314|T|{first memo}

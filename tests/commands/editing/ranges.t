@@ -2,8 +2,7 @@
 # records they name, /RANGE: chooses the records of the listings and updates behind
 # it. Numbers count the records of the view from 1; "all" counts only first.
 
-table t.dbf
-  fields NAME C 3
+table t.dbf: NAME C 3
   row a
   row b
   row c
@@ -16,8 +15,7 @@ $ t.dbf /DELETE:2,4-9,99 /RECALL:5 /DELETE: /RECALL: /RANGE:
 > Parameter required for delete...
 > Parameter required for recall...
 > Parameter required for range...
-table t.dbf
-  fields NAME C 3
+table t.dbf: NAME C 3
   row a
   del b
   row c

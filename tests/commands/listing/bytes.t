@@ -2,8 +2,7 @@
 # in every target; only HTML escapes, and the code page changes where the target
 # and the table differ (/ANSI says the table's texts are ANSI; /OEM undoes it).
 
-table v.dbf
-  fields C C 8, L L 1
+table v.dbf: C C 8, L L 1
   row 5%d"'<&|T
   row \xC0\xFF|Y
   row |y
@@ -44,8 +43,7 @@ file x.fox
 > use	&&	v.dbf
 >
 
-table a.dbf
-  fields A C 2, N N 4.1
+table a.dbf: A C 2, N N 4.1
   row \xC0\x80|2.5
 $ a.dbf /S:* /OUT:x.htm /S:* /ANSI /OUT /S:* /OUT:x.sql /S:A /OUT:x.htm /S:* /OEM /OUT /S:A
 > \xC0\x80| 2.5| (esc)
@@ -62,8 +60,7 @@ file x.sql
 > insert into "a.dbf" (A ) values ("\x80\xB0"); (esc)
 
 # The file name and the field names are never converted.
-table p%s\x80.dbf
-  fields \xC0X C 2
+table p%s\x80.dbf: \xC0X C 2
   row \x80
 $ p%s\x80.dbf /NAME /HDR /S:* /OUT:x.sql /S:* /OUT:x.htm /S:*
 > \xC0X| (esc)

@@ -1,11 +1,9 @@
 # Listings into HTML (.htm, .html): one table per listing, appended to the file.
 
-table t.dbf
-  fields A C 3, N N 5.2, D D 8
+table t.dbf: A C 3, N N 5.2, D D 8
   row ab |1.5|20010314
 
-table d.dbf
-  fields A C 3, N N 5.2, D D 8
+table d.dbf: A C 3, N N 5.2, D D 8
   row ab |1.5|20010314
   del cd|-2|19991231
 
@@ -44,8 +42,7 @@ file z.HTML
 > <tr><td colspan=2>d.dbf</td></tr>
 > </table>
 
-table e.dbf
-  fields A C 3, N N 5.2, D D 8
+table e.dbf: A C 3, N N 5.2, D D 8
 $ e.dbf /HDR /OUT:x.htm /S:A
 file x.htm
 > <table width="100%" border="1" cellspacing="1" cellpadding="1">
@@ -54,8 +51,7 @@ file x.htm
 
 # What a browser makes of a listing behind the head of a page: texts escaped,
 # mail addresses and web addresses as links, empty cells kept open.
-table p.dbf
-  fields NAME C 6, MAIL C 20, NOTE C 16, N N 6.2, D D 8
+table p.dbf: NAME C 6, MAIL C 20, NOTE C 16, N N 6.2, D D 8
   row Ann|ann@example.org|a<b & "c">d|1.5|20010314
   row Bob|<bob@x.org>|www.x.org|-2.25|19991231
   row

@@ -1,12 +1,10 @@
 # Listings into program scripts (.prg, .fox): the table is used, each record
 # appended and filled by field name, and the table closed.
 
-table t.dbf
-  fields A C 3, N N 5.2, D D 8
+table t.dbf: A C 3, N N 5.2, D D 8
   row ab |1.5|20010314
 
-table e.dbf
-  fields A C 3, N N 5.2, D D 8
+table e.dbf: A C 3, N N 5.2, D D 8
 
 $ t.dbf /OUT:x.prg /S:*
 file x.prg

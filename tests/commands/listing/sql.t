@@ -1,13 +1,11 @@
 # Listings into SQL scripts (.sql): one insert per record, values as stored, with
 # no header row, deletion mark or file name.
 
-table t.dbf
-  fields A C 3, N N 5.2, D D 8
+table t.dbf: A C 3, N N 5.2, D D 8
   row ab |1.5|20010314
 copy t.dbf u.dbf
 
-table d.dbf
-  fields A C 3, N N 5.2, D D 8
+table d.dbf: A C 3, N N 5.2, D D 8
   row ab |1.5|20010314
   del cd|-2|19991231
 
@@ -23,8 +21,7 @@ file y.sql
 > insert into "u.dbf" (A ) values ("ab ");
 
 # sqlite3 takes the table the structure script makes and every insert behind it.
-table q.dbf
-  fields A C 6, N N 7.2, D D 8, L L 1
+table q.dbf: A C 6, N N 7.2, D D 8, L L 1
   row ab'c|1.5|20010314|T
   del x%y\xC0|-12.25|19991231|N
   row

@@ -2,17 +2,14 @@
 # each record, in the browse layout (one line per record) or the fields layout (one
 # line per field), with or without deletion marks, file name and header row.
 
-table t.dbf
-  fields A C 3, N N 5.2, D D 8
+table t.dbf: A C 3, N N 5.2, D D 8
   row ab |1.5|20010314
 
-table d.dbf
-  fields A C 3, N N 5.2, D D 8
+table d.dbf: A C 3, N N 5.2, D D 8
   row ab |1.5|20010314
   del cd|-2|19991231
 
-table e.dbf
-  fields A C 3, N N 5.2, D D 8
+table e.dbf: A C 3, N N 5.2, D D 8
 
 # Only the star of /S:* counts. Each setting holds for the listings behind it.
 $ t.dbf /S:* /S:*x /select:* /FIELDS /S:* /BROWSE /S:* /NAME /S:* /FIELDS /S:*
@@ -30,26 +27,9 @@ $ t.dbf /S:* /S:*x /select:* /FIELDS /S:* /BROWSE /S:* /NAME /S:* /FIELDS /S:*
 > D         |20010314
 > t.dbf
 >
-$ d.dbf /S:A /DEL /S:* /FIELDS /S:* /DEL- /S:A
+$ d.dbf /S:A /HDR /S:* /DEL /S:* /FIELDS /S:* /DEL- /S:A
 > ab |
 > cd |
->  |ab | 1.50|20010314|
-> *|cd |-2.00|19991231|
-> *         | 
-> A         |ab 
-> N         | 1.50
-> D         |20010314
->
-> *         |*
-> A         |cd 
-> N         |-2.00
-> D         |19991231
->
-> A         |ab 
->
-> A         |cd 
->
-$ d.dbf /HDR /S:* /DEL /S:* /FIELDS /S:*
 > A  |N    |D       |
 > ab | 1.50|20010314|
 > cd |-2.00|19991231|
@@ -66,6 +46,10 @@ $ d.dbf /HDR /S:* /DEL /S:* /FIELDS /S:*
 > N         |-2.00
 > D         |19991231
 >
+> A         |ab 
+>
+> A         |cd 
+>
 $ e.dbf /S:* /HDR /S:*
 > A  |N    |D       |
 
@@ -79,8 +63,7 @@ $ t.dbf /SELECT:N;A;N /SELECT:d,a /SELECT:A;nosuch;N /SELECT:nosuch;A /SELECT:
 > Field[s] required for select...
 
 # The header row pads to the display width but never cuts a name.
-table l.dbf
-  fields LONGNAME C 2, N N 5.2
+table l.dbf: LONGNAME C 2, N N 5.2
   row ab|1.5
 $ l.dbf /HDR /S:*
 > LONGNAME|N    |
@@ -123,17 +106,8 @@ file x.txt
 > ab |
 no nodir
 
-file x.htm
-> kept
-nobody$ t.dbf /OUT:x.htm /S:* /OUT:new.txt /S:* /OUT /S:A
-> Can't open x.htm
-> Can't open new.txt
-> ab |
-same x.htm
-no new.txt
-
 # A header without descriptors, padded to the least accepted length.
-table n.dbf extra=\{\0*32} reclen=2 noeof
+table n.dbf extra=\{\0*32} reclen=2 noeof:
   row
   row
 $ n.dbf /S:* /OUT:x.sql /S:*

@@ -1,8 +1,7 @@
 # Maintenance in place: /PACK, /TRUNC:, /ZAP, /MAKE:, and the header repairs /CDX,
 # /CPZERO and /CHECK. Each leaves the table whole when it can't do its work.
 
-table t.dbf
-  fields NAME C 6, N N 3
+table t.dbf: NAME C 6, N N 3
   row pear|2
   del apple|9
   row fig|1
@@ -24,44 +23,34 @@ copy t.dbf u.dbf
 $ t.dbf /PACK:MEMO /PACK
 same t.dbf
 $ t.dbf /PACK:dbf
-table t.dbf date=today
-  fields NAME C 6, N N 3
+table t.dbf date=today: NAME C 6, N N 3
   row pear|2
   row fig|1
   row apple|3
   row kiwi|2
 $ t.dbf /TRUNC:0
-table t.dbf date=today
-  fields NAME C 6, N N 3
+table t.dbf date=today: NAME C 6, N N 3
 $ u.dbf /ZAP
-table u.dbf date=today
-  fields NAME C 6, N N 3
+table u.dbf date=today: NAME C 6, N N 3
 
 # The repairs write only when something is wrong, and then stamp the date.
-table f.dbf flags=1
-  fields NAME C 6, N N 3
+table f.dbf flags=1: NAME C 6, N N 3
   row pear|2
-table c.dbf cp=65
-  fields NAME C 6, N N 3
+table c.dbf cp=65: NAME C 6, N N 3
   row pear|2
-table s.dbf sig=99
-  fields NAME C 6, N N 3, M M 10
+table s.dbf sig=99: NAME C 6, N N 3, M M 10
   row a|1
-table s5.dbf sig=f5
-  fields NAME C 6, N N 3, M M 10
+table s5.dbf sig=f5: NAME C 6, N N 3, M M 10
   row a|1
 
 $ f.dbf /CDX
-table f.dbf date=today
-  fields NAME C 6, N N 3
+table f.dbf date=today: NAME C 6, N N 3
   row pear|2
 $ c.dbf /CPZERO
-table c.dbf date=today
-  fields NAME C 6, N N 3
+table c.dbf date=today: NAME C 6, N N 3
   row pear|2
 $ s.dbf /CHECK
-table s.dbf sig=f5 date=today
-  fields NAME C 6, N N 3, M M 10
+table s.dbf sig=f5 date=today: NAME C 6, N N 3, M M 10
   row a|1
 $ t.dbf /CDX /CPZERO /CHECK
 same t.dbf
@@ -69,34 +58,24 @@ $ s5.dbf /CHECK
 same s5.dbf
 
 # An empty copy with its memo file, never over the table or the table's memo file.
-table m.dbf sig=8b
-  fields NAME C 6, N N 3, NOTE M 10
+table m.dbf sig=8b: NAME C 6, N N 3, NOTE M 10
   row a|1
 file m.dbt
 > memo (no-eol)
 $ m.dbf /MAKE:copy.dbf /MAKE:m.DBF
 > Can't create "m.DBF"
 same m.dbf m.dbt
-table copy.dbf sig=8b date=today noeof
-  fields NAME C 6, N N 3, NOTE M 10
+table copy.dbf sig=8b date=today noeof: NAME C 6, N N 3, NOTE M 10
   memo dbt4 128
 
-# Root's files are read-only to an unprivileged user: nothing is written, and the
-# run ends normally.
-table r.dbf sig=99 flags=1 cp=65
-  fields NAME C 6, N N 3, NOTE M 10
-  memo fpt 64
-  row b|1|{text}
-  del a|2|8
-
-nobody$ r.dbf /PACK /PACK:memo /TRUNC:1 /ZAP /CDX /CPZERO /CHECK /SORT:NAME /MAKE:x.dbf
-> Can't create "r.tmp"
-> Can't create "x.dbf"
-same r.dbf r.fpt
-no r.tmp r.~pt
-
-chmod 777 .
-nobody$ r.dbf /PACK /PACK:memo /TRUNC:1 /ZAP /CDX /CPZERO /CHECK /SORT:NAME
-> Table "r.dbf" is read-only, not sorted
-same r.dbf r.fpt
-no r.tmp r.~pt
+# A pack rebuilds the memo file with the texts of the records it keeps.
+table p.dbf sig=83: NAME C 4, NOTE M 10
+  memo dbt3
+  text no record points here
+  del gone|{deleted text}
+  row kept|{kept text}
+$ p.dbf /PACK
+table p.dbf sig=83 date=today: NAME C 4, NOTE M 10
+  memo dbt3
+  text kept text
+  row kept|         1

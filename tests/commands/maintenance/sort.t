@@ -2,8 +2,7 @@
 # through a temporary copy; the original becomes the backup t.bak in the current
 # directory. Whatever goes wrong, the table stays whole.
 
-table t.dbf
-  fields NAME C 6, N N 3
+table t.dbf: NAME C 6, N N 3
   row pear|2
   del apple|9
   row fig|1
@@ -14,8 +13,7 @@ table t.dbf
 chmod 600 t.dbf
 $ t.dbf /SORT:NAME /COUNT
 > 5
-table t.dbf sig=83 date=today
-  fields NAME C 6, N N 3
+table t.dbf sig=83 date=today: NAME C 6, N N 3
   del apple|9
   row apple|3
   row fig|1
@@ -68,13 +66,11 @@ copy t.dbf t.bak
 no t.tmp sub/t.bak
 
 # The records go on naming the .smt file of an unknown memo family.
-table e.dbf sig=e5
-  fields NAME C 6, N N 3, NOTE M 10
+table e.dbf sig=e5: NAME C 6, N N 3, NOTE M 10
   row b|1|7
   row a|2|9
 $ e.dbf /SORT:NAME
-table e.dbf sig=e5 date=today
-  fields NAME C 6, N N 3, NOTE M 10
+table e.dbf sig=e5 date=today: NAME C 6, N N 3, NOTE M 10
   row a|2|9
   row b|1|7
 
@@ -90,8 +86,7 @@ same t.dbf
 no t.tmp
 
 # A new table of this field would have records of 1 byte.
-table z.dbf reclen=2 count=2
-  fields NAME C 0
+table z.dbf reclen=2 count=2: NAME C 0
   patch 65 \x20\x20\x20\x20\x1A
 $ z.dbf /SORT:NAME
 > Can''t open temporary file...
@@ -99,8 +94,7 @@ same z.dbf
 no z.tmp
 
 # A new table stores L in one byte.
-table l.dbf
-  fields NAME C 6, N N 3, OK L 3
+table l.dbf: NAME C 6, N N 3, OK L 3
   row b|1|yes
 $ l.dbf /SORT:NAME
 > Can't keep the record layout of "l.dbf", table not sorted

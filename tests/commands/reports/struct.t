@@ -1,8 +1,7 @@
 # /STRUCT: the structure of a table as a text report (on the screen or in a file),
 # an SQL script, a program script, a dialect script, or a structure-extended table.
 
-table t.dbf
-  fields A C 3, N N 5.2, D D 8
+table t.dbf: A C 3, N N 5.2, D D 8
   row abc|1.50|20010314
   row xy|12|20020101
 
@@ -22,8 +21,7 @@ file r.txt
 > A           Character       3
 > N           Numeric         5  2
 > D           Date            8
-table r.dbf date=2000-09-13 noeof
-  fields FIELD_NAME C 10, FIELD_TYPE C 1, FIELD_LEN N 3, FIELD_DEC N 3, DESCRIPT C 32
+table r.dbf date=2000-09-13 noeof: FIELD_NAME C 10, FIELD_TYPE C 1, FIELD_LEN N 3, FIELD_DEC N 3, DESCRIPT C 32
   row A|C|3|0|\0
   row N|N|5|2|\0
   row D|D|8|0|\0
@@ -32,11 +30,6 @@ dbfread r.dbf
 > live 'A'|'C'|3|0|''
 > live 'N'|'N'|5|2|''
 > live 'D'|'D'|8|0|''
-$ r.dbf /SELECT:FIELD_NAME;FIELD_TYPE;FIELD_LEN;FIELD_DEC;DESCRIPT
-> A         |C|  3|  0||
-> N         |N|  5|  2||
-> D         |D|  8|  0||
-
 # Without a file name, or with a text that is not one, the report goes to the
 # screen. Files collect the reports of each table behind each other.
 $ t.dbf /STRUCTURE /STRUCT=x.txt -struct
@@ -73,8 +66,7 @@ $ t.dbf t.dbf /STRUCT:nodir/r.txt /COUNT
 > Can't create file: nodir/r.txt (no-eol)
 [1]
 
-table u.dbf sig=e5
-  fields A C 3
+table u.dbf sig=e5: A C 3
 $ u.dbf /STRUCT
 ...
 > Type			:	Unknown
@@ -82,9 +74,7 @@ $ u.dbf /STRUCT
 
 # One field of each kind. The text report gives N and F their decimals; a C field
 # wider than 255 shows its length byte, the program script its high byte too.
-table k.dbf
-  fields QTY N 4, Z N 0, RATE F 9.3, WHEN D 8.8, WIDE C 300, OK L 1, NOTE M 10, STAMP T 8
-  fields PRICE Y 8.4, DBL B 8, DBL3 B 8.3, BLOB B 10, ABCDEFGHI C 2, ABCDEFGHIJ C 2, ABCDEFGHIJK C 2
+table k.dbf: QTY N 4, Z N 0, RATE F 9.3, WHEN D 8.8, WIDE C 300, OK L 1, NOTE M 10, STAMP T 8, PRICE Y 8.4, DBL B 8, DBL3 B 8.3, BLOB B 10, ABCDEFGHI C 2, ABCDEFGHIJ C 2, ABCDEFGHIJK C 2
 $ k.dbf /STRUCT /STRUCT:r.sql /STRUCT:r.FOX /STRUCT:r.prg
 ...
 > Name        Type          Length

@@ -2,8 +2,7 @@
 # within the one before; /CLEAR widens it again; /DELETED- hides the deleted
 # records at the next build of the view. A new filter or /DELETED drops the order.
 
-table s.dbf
-  fields NAME C 5, AGE N 3
+table s.dbf: NAME C 5, AGE N 3
   row bob|45
   del amy|30
   row Cid|61
@@ -47,9 +46,8 @@ $ s.dbf /DELETED- /S:NAME /COUNT
 > dan  |
 > abe  |
 > 4
-$ s.dbf /DELETED- /DELETED- /COUNT
+$ s.dbf /DELETED- /DELETED- /COUNT /DELETED+ /COUNT
 > 4
-$ s.dbf /DELETED- /DELETED+ /COUNT
 > 6
 $ s.dbf /DELETED- /FILTER:AGE>40 /DELETED /COUNT
 > 3

@@ -1,7 +1,6 @@
 # /ORDER: shows the records in the order of its keys; the file stays as it is.
 
-table t.dbf
-  fields NAME C 3, NUM N 5
+table t.dbf: NAME C 3, NUM N 5
   row abc|2
   row abd|1
   row ABC|3
