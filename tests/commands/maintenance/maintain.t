@@ -68,13 +68,15 @@ same m.dbf m.dbt
 table copy.dbf sig=8b date=today noeof: NAME C 6, N N 3, NOTE M 10
   memo dbt4 128
 
-# A pack rebuilds the memo file with the texts of the records it keeps.
+# A pack rebuilds the memo file with the texts of the records it keeps; the old
+# one stays beside it as p.~bt, and a later pack goes on from there.
 table p.dbf sig=83: NAME C 4, NOTE M 10
   memo dbt3
   text no record points here
   del gone|{deleted text}
   row kept|{kept text}
-$ p.dbf /PACK
+  row more|{more text}
+$ p.dbf /PACK /DELETE:2 /PACK
 table p.dbf sig=83 date=today: NAME C 4, NOTE M 10
   memo dbt3
   text kept text
