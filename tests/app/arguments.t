@@ -11,12 +11,10 @@ table b.dbf: NAME C 10, AGE N 3
   row 0|0
   row 1|1
 
-# The usage: with no argument, with /? or -h first, and for a table without
-# parameters. Only the h of -help counts; -H is no early parameter.
+# The usage: with no argument, with -h first (only the h of -help counts), for a
+# table without parameters, and after a table, where the run goes on; -H and /h
+# are no early parameters.
 $
-> TRUG Command Line utility. Version 1.05
-...
-$ /?
 > TRUG Command Line utility. Version 1.05
 ...
 $ -help a.dbf
@@ -27,9 +25,6 @@ $ nosuch.dbf
 ...
 $ -H a.dbf
 $ /count a.dbf
-$ /COUNT /COUNT
-
-# After a table, /? prints the usage and the run goes on; /h is unknown there.
 $ a.dbf /? /h /COUNT
 > TRUG Command Line utility. Version 1.05
 ...
@@ -43,19 +38,16 @@ $ a.dbf b.dbf -version
 > Version 1.05 compiled at * (glob)
 > Version 1.05 compiled at * (glob)
 
-$ a.dbf b.dbf /COUNT
-> 3
-> 2
-$ a.dbf /count b.dbf
-> 3
-> Unknown function: [b.dbf].
-$ a.dbf /NAME /COUNT /NAME- /COUNT
->        3|a.dbf
-> 3
+# Each table replays the parameters; settings stay for the tables behind.
 $ a.dbf b.dbf /COUNT /NAME
 > 3
 >        2|b.dbf
-$ a.dbf -
+$ a.dbf /count b.dbf
+> 3
+> Unknown function: [b.dbf].
+$ a.dbf /NAME /COUNT /NAME- /COUNT -
+>        3|a.dbf
+> 3
 > Unknown function: [].
 
 # Keywords match by prefix, in any case; those that take a text need their colon.

@@ -79,9 +79,3 @@ $ a.dbf b.dbf /NAME- /COUNT
 > 3
 >        2|b.dbf
 > 2
-
-file trugtool.ini
-> /COUNT
-$ a.dbf b.dbf
-> 3
-> 2

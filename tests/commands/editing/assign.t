@@ -29,27 +29,19 @@ $ t.dbf /FIELD:x;QTY=1;PRICE=QTY+1;NAME="A;B";BAD=1 /UPDATE /S:*
 > A       |  2.00|  1|
 > A       |  2.00|  1|
 
-$ t.dbf /TRIM:right /FIELD:NAME=NAME\'!\' /UPDATE /S:*
-> APPLE!|  1.50|  3|
-> PEAR!|  2.00|  5|
-
-# A bad list leaves the last good one; /UPDATE needs a list.
-$ t.dbf /FIELD:QTY=9 /FIELD:bad /FIELD: /UPDATE /S:*
+# /UPDATE needs a list; a bad list leaves the last good one; /APPEND: of no
+# positive number adds nothing; an empty record list updates nothing.
+$ t.dbf /UPDATE /FIELD:QTY=9 /FIELD:bad /FIELD: /UPDATE /APPEND:0 /APPEND:abc /APPEND:-3 /S:*
+> Fields must be specified...
 > Invalid condition...
 > Invalid condition...
 > APPLE   |  1.50|  9|
 > PEAR    |  2.00|  9|
 
-$ t.dbf /UPDATE /FIELD:QTY=2 /APPEND:0 /APPEND:abc /APPEND:-3 /RANGE:0 /UPDATE
-> Fields must be specified...
+$ t.dbf /RANGE:0 /FIELD:QTY=0 /UPDATE
 same t.dbf
 
-# The record list, the order and the filter choose the records.
-$ t.dbf /FIELD:QTY=0 /RANGE:2 /UPDATE
-$ t.dbf /S:*
-> APPLE   |  1.50|  3|
-> PEAR    |  2.00|  0|
-
+# The record list counts through the order and the filter.
 $ t.dbf /DESC /ORDER:NAME /RANGE:2 /FIELD:QTY=0 /UPDATE
 $ t.dbf /S:*
 > APPLE   |  1.50|  0|
@@ -59,14 +51,6 @@ $ t.dbf /FILTER:QTY>3 /RANGE:1 /FIELD:QTY=0 /UPDATE
 $ t.dbf /S:*
 > APPLE   |  1.50|  3|
 > PEAR    |  2.00|  0|
-
-table b.dbf: NAME C 8, PRICE N 6.2, QTY N 3
-  row FIG|0.10|1
-$ t.dbf b.dbf /FIELD:QTY=QTY*10 /UPDATE
-$ t.dbf b.dbf /S:*
-> APPLE   |  1.50| 30|
-> PEAR    |  2.00| 50|
-> FIG     |  0.10| 10|
 
 # /APPEND takes a blank record and the list, and stamps the date.
 $ t.dbf /FIELD:NAME="KIWI";QTY=2 /APPEND

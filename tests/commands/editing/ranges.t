@@ -31,32 +31,8 @@ $ t.dbf /DEL /S:*
 >  |d  |
 >  |e  |
 
-# A record list changes no mark.
-$ t.dbf /DELETE:all /RECALL:2-5 /RANGE:1-3 /DELETE:5
-$ t.dbf /DEL /S:*
-> *|a  |
->  |b  |
->  |c  |
->  |d  |
-> *|e  |
-
-copy t.dbf u.dbf
-$ t.dbf u.dbf /DELETE:1,2
-$ t.dbf u.dbf /DELETED- /COUNT
-> 3
-> 3
-
 # A listing takes the records of the list in its order; an empty list lists nothing.
-$ t.dbf /RANGE:0 /S:NAME /RANGE:2-4 /S:NAME /RANGE:all /S:NAME
-> b  |
-> c  |
-> d  |
-> a  |
-> b  |
-> c  |
-> d  |
-> e  |
-$ t.dbf /DESC /ORDER:NAME /RANGE:1,5;5 /S:NAME
+$ t.dbf /RANGE:0 /S:NAME /DESC /ORDER:NAME /RANGE:1,5;5 /S:NAME
 > e  |
 > a  |
 > a  |

@@ -42,13 +42,6 @@ file z.HTML
 > <tr><td colspan=2>d.dbf</td></tr>
 > </table>
 
-table e.dbf: A C 3, N N 5.2, D D 8
-$ e.dbf /HDR /OUT:x.htm /S:A
-file x.htm
-> <table width="100%" border="1" cellspacing="1" cellpadding="1">
-> <tr><td align=center>A</td></tr>
-> </table>
-
 # What a browser makes of a listing behind the head of a page: texts escaped,
 # mail addresses and web addresses as links, empty cells kept open.
 table p.dbf: NAME C 6, MAIL C 20, NOTE C 16, N N 6.2, D D 8

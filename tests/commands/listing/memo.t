@@ -8,7 +8,7 @@ table t.dbf sig=f5: A C 2, M M 10
   row c|{x\x1Ay\0z}
   row d|{5% "q" 'x' <a@b.c>}
 
-$ t.dbf /S:* /MEMO:text /S:* /MEMO /S:M;A /FIELDS /MEMO:TEXT /S:M
+$ t.dbf /S:* /MEMO:text /S:* /MEMO /RANGE:2 /S:M
 > a |Full memo |
 > b |Empty memo|
 > c |Full memo |
@@ -19,19 +19,11 @@ $ t.dbf /S:* /MEMO:text /S:* /MEMO /S:M;A /FIELDS /MEMO:TEXT /S:M
 > b ||
 > c |x\x1Ay| (esc)
 > d |5% "q" 'x' <a@b.c>|
-> Full memo |a |
-> Empty memo|b |
-> Full memo |c |
-> Full memo |d |
+> Empty memo|
+$ t.dbf /FIELDS /MEMO:TEXT /RANGE:1 /S:M
 > M         |a
 >
 > b
->
-> M         |
->
-> M         |x\x1Ay (esc)
->
-> M         |5% "q" 'x' <a@b.c>
 >
 $ t.dbf /OUT:x.sql /RANGE:1-2 /S:M /RANGE:all /MEMO:text /S:M;A
 file x.sql
@@ -45,19 +37,8 @@ file x.sql
 > ', "c ");
 > insert into "t.dbf" (M, A ) values ('5% "q" 'x' <a@b.c>
 > ', "d ");
-$ t.dbf /OUT:x.prg /RANGE:1-2 /S:M /RANGE:all /MEMO:text /S:M;A
+$ t.dbf /MEMO:text /OUT:x.prg /RANGE:1-2 /S:M;A /OUT:x.htm /RANGE:all /RANGE:1,4 /S:M
 file x.prg
-> use t.dbf
-> append blank
-> replace ;
-> 	M with ;
-> 		""
-> append blank
-> replace ;
-> 	M with ;
-> 		""
-> use	&&	t.dbf
->
 > use t.dbf
 > append blank
 > replace ;
@@ -71,32 +52,13 @@ file x.prg
 > 	M with ;
 > 		"", ;
 > 	A with "b "
-> append blank
-> replace ;
-> 	M with ;
-> 		"x\x1Ay" + chr(13) + chr(10) +; (esc)
-> 		"", ;
-> 	A with "c "
-> append blank
-> replace ;
-> 	M with ;
-> 		"5% "q" 'x' <a@b.c>" + chr(13) + chr(10) +;
-> 		"", ;
-> 	A with "d "
 > use	&&	t.dbf
 >
-$ t.dbf /OUT:x.htm /RANGE:1-2 /S:M /RANGE:all /MEMO:text /S:M
 file x.htm
-> <table width="100%" border="1" cellspacing="1" cellpadding="1">
-> <tr valign=top><td>Full memo </td></tr>
-> <tr valign=top><td>Empty memo </td></tr>
-> </table>
 > <table width="100%" border="1" cellspacing="1" cellpadding="1">
 > <tr valign=top><td>a <br>
 >  <br>
 >  b </td></tr>
-> <tr valign=top><td>&nbsp;</td></tr>
-> <tr valign=top><td>x\x1Ay </td></tr> (esc)
 > <tr valign=top><td>5% &quot;q&quot; 'x' <a href="mailto:a@b.c">&lt;a@b.c&gt;</a> </td></tr>
 > </table>
 

@@ -1,9 +1,6 @@
 # Listings into SQL scripts (.sql): one insert per record, values as stored, with
 # no header row, deletion mark or file name.
 
-table t.dbf: A C 3, N N 5.2, D D 8
-  row ab |1.5|20010314
-copy t.dbf u.dbf
 
 table d.dbf: A C 3, N N 5.2, D D 8
   row ab |1.5|20010314
@@ -15,10 +12,6 @@ file x.sql
 > insert into "d.dbf" (A, N, D ) values ("cd ", -2.00, "19991231");
 > insert into "d.dbf" (N ) values ( 1.50);
 > insert into "d.dbf" (N ) values (-2.00);
-$ t.dbf u.dbf /OUT:y.sql /S:A
-file y.sql
-> insert into "t.dbf" (A ) values ("ab ");
-> insert into "u.dbf" (A ) values ("ab ");
 
 # sqlite3 takes the table the structure script makes and every insert behind it.
 table q.dbf: A C 6, N N 7.2, D D 8, L L 1

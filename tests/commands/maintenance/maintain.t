@@ -34,28 +34,19 @@ $ u.dbf /ZAP
 table u.dbf date=today: NAME C 6, N N 3
 
 # The repairs write only when something is wrong, and then stamp the date.
-table f.dbf flags=1: NAME C 6, N N 3
-  row pear|2
-table c.dbf cp=65: NAME C 6, N N 3
+table f.dbf flags=1 cp=65: NAME C 6, N N 3
   row pear|2
 table s.dbf sig=99: NAME C 6, N N 3, M M 10
   row a|1
-table s5.dbf sig=f5: NAME C 6, N N 3, M M 10
-  row a|1
 
-$ f.dbf /CDX
+$ f.dbf /CDX /CPZERO
 table f.dbf date=today: NAME C 6, N N 3
-  row pear|2
-$ c.dbf /CPZERO
-table c.dbf date=today: NAME C 6, N N 3
   row pear|2
 $ s.dbf /CHECK
 table s.dbf sig=f5 date=today: NAME C 6, N N 3, M M 10
   row a|1
 $ t.dbf /CDX /CPZERO /CHECK
 same t.dbf
-$ s5.dbf /CHECK
-same s5.dbf
 
 # An empty copy with its memo file, never over the table or the table's memo file.
 table m.dbf sig=8b: NAME C 6, N N 3, NOTE M 10

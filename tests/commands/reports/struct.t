@@ -5,7 +5,7 @@ table t.dbf: A C 3, N N 5.2, D D 8
   row abc|1.50|20010314
   row xy|12|20020101
 
-$ t.dbf /STRUCT:r.txt /STRUCT:r.dbf
+$ t.dbf /STRUCT:r.txt /STRUCT:r.dbf /STRUCT:r.prg /STRUCT:r.FOX
 file r.txt
 >
 > Database name		:	t.dbf
@@ -30,8 +30,24 @@ dbfread r.dbf
 > live 'A'|'C'|3|0|''
 > live 'N'|'N'|5|2|''
 > live 'D'|'D'|8|0|''
+file r.prg
+> DBCREATE("t.dbf", {;
+> 	{ "A",           "C",   3,   0 },;
+> 	{ "N",           "N",   5,   2 },;
+> 	{ "D",           "D",   8,   0 },;
+> 	})
+>
+file r.FOX
+> CREATE TABLE "t.dbf" ( ;
+> 	A           C(3), ;
+> 	N           N(5,2), ;
+> 	D           D ;
+> 	)
+>
+
 # Without a file name, or with a text that is not one, the report goes to the
-# screen. Files collect the reports of each table behind each other.
+# screen. Files collect the reports of each table behind each other. The record
+# count is the file's, whatever the filter.
 $ t.dbf /STRUCTURE /STRUCT=x.txt -struct
 ...
 > Database name		:	t.dbf
@@ -48,8 +64,6 @@ file r.txt
 ...
 > Database name		:	t.dbf
 ...
-
-# The record count is the file's, whatever the filter.
 $ t.dbf /FILTER:N>5 /COUNT /STRUCT
 > 1
 ...
@@ -73,9 +87,9 @@ $ u.dbf /STRUCT
 ...
 
 # One field of each kind. The text report gives N and F their decimals; a C field
-# wider than 255 shows its length byte, the program script its high byte too.
+# wider than 255 shows its length byte.
 table k.dbf: QTY N 4, Z N 0, RATE F 9.3, WHEN D 8.8, WIDE C 300, OK L 1, NOTE M 10, STAMP T 8, PRICE Y 8.4, DBL B 8, DBL3 B 8.3, BLOB B 10, ABCDEFGHI C 2, ABCDEFGHIJ C 2, ABCDEFGHIJK C 2
-$ k.dbf /STRUCT /STRUCT:r.sql /STRUCT:r.FOX /STRUCT:r.prg
+$ k.dbf /STRUCT /STRUCT:r.sql
 ...
 > Name        Type          Length
 > QTY         Numeric         4  0
@@ -111,42 +125,4 @@ file r.sql
 > 	ABCDEFGHIJ  Character(2),
 > 	ABCDEFGHIJK Character(2)
 > 	);
->
-file r.FOX
-> CREATE TABLE "k.dbf" ( ;
-> 	QTY         N(4), ;
-> 	Z           N(0), ;
-> 	RATE        F(9,3), ;
-> 	WHEN        D, ;
-> 	WIDE        C(44), ;
-> 	OK          L, ;
-> 	NOTE        M, ;
-> 	STAMP       T, ;
-> 	PRICE       Y, ;
-> 	DBL         B, ;
-> 	DBL3        B, ;
-> 	BLOB        B, ;
-> 	ABCDEFGHI   C(2), ;
-> 	ABCDEFGHIJ  C(2), ;
-> 	ABCDEFGHIJK C(2) ;
-> 	)
->
-file r.prg
-> DBCREATE("k.dbf", {;
-> 	{ "QTY",         "N",   4,   0 },;
-> 	{ "Z",           "N",   0,   0 },;
-> 	{ "RATE",        "F",   9,   3 },;
-> 	{ "WHEN",        "D",   8,   8 },;
-> 	{ "WIDE",        "C",  44,   1 },;
-> 	{ "OK",          "L",   1,   0 },;
-> 	{ "NOTE",        "M",  10,   0 },;
-> 	{ "STAMP",       "T",   8,   0 },;
-> 	{ "PRICE",       "Y",   8,   4 },;
-> 	{ "DBL",         "B",   8,   0 },;
-> 	{ "DBL3",        "B",   8,   3 },;
-> 	{ "BLOB",        "B",  10,   0 },;
-> 	{ "ABCDEFGHI",   "C",   2,   0 },;
-> 	{ "ABCDEFGHIJ",  "C",   2,   0 },;
-> 	{ "ABCDEFGHIJK",  "C",   2,   0 },;
-> 	})
 >

@@ -27,9 +27,6 @@ $ s.dbf /FILTER:AGE>40 /FILTER:AGE<60 /SELECT:NAME
 > eve  |
 $ s.dbf /FILTER:AGE>40 /CLEAR /FILTER:AGE<60 /COUNT
 > 5
-$ s.dbf /FILTER:AGE>99 /COUNT /FILTER:AGE>0 /COUNT
-> 0
-> 0
 $ s.dbf /ORDER:NAME /FILTER:AGE>40 /S:NAME
 > bob  |
 > Cid  |
@@ -40,12 +37,6 @@ $ s.dbf /FILTER:AGE>40 /ORDER:NAME /S:NAME
 > abe  |
 > bob  |
 > eve  |
-$ s.dbf /DELETED- /S:NAME /COUNT
-> bob  |
-> Cid  |
-> dan  |
-> abe  |
-> 4
 $ s.dbf /DELETED- /DELETED- /COUNT /DELETED+ /COUNT
 > 4
 > 6

@@ -1,4 +1,5 @@
 # /ORDER: shows the records in the order of its keys; the file stays as it is.
+# /CASE and /DESC given behind an order leave it as it is.
 
 table t.dbf: NAME C 3, NUM N 5
   row abc|2
@@ -13,10 +14,6 @@ $ t.dbf /ORDER: /ORDER:nosuch /ORDER:nosuch;NUM /ORDER:NUM;nosuch /S:*
 > abc|    2|
 > ABC|    3|
 same t.dbf
-$ t.dbf /ORDER:NAME /SELECT:NAME
-> ABC|
-> abc|
-> abd|
 $ t.dbf /CASE /ORDER:NAME /SELECT:NAME
 > abc|
 > ABC|
