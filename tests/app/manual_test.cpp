@@ -1,8 +1,9 @@
 // tests/app/manual_test.cpp
 //
-// The manual, the usage text and the change log against the program itself: every
-// keyword the dispatch table knows is documented, the manual is clean roff, and
-// all three name the version the program prints.
+// The manual, the usage text, the change log and the sample tables against the program
+// itself: every keyword the dispatch table knows is documented, the manual is clean
+// roff, all three name the version the program prints, and examples/ holds what the
+// generator writes. (The README tutorial runs with the transcripts.)
 #include <algorithm>
 #include <cctype>
 #include <cstdlib>
@@ -65,4 +66,14 @@ TEST(Manual, VersionIsTheProgramsEverywhere) {
     std::string version = found[1];
     EXPECT_NE(source("doc/trugtool.1").find("\"TRUGtool " + version + "\""), std::string::npos);
     EXPECT_NE(source("CHANGELOG.md").find("## " + version + " "), std::string::npos);
+}
+
+TEST(Manual, SampleTablesAreWhatTheGeneratorWrites) {
+    ScratchDir dir;
+    // The generator is a sibling of the program in whatever build this suite belongs to.
+    const std::string program = TRUGTOOL_PATH;
+    const std::string generator = program.substr(0, program.rfind('/')) + "/make_examples";
+    ASSERT_EQ(std::system((generator + " " + dir.path() + " > /dev/null").c_str()), 0);
+    for (const char* name : {"staff.dbf", "staff.dbt", "staff2.dbf"})
+        EXPECT_EQ(dir.read(name), source(std::string("examples/") + name)) << name;
 }

@@ -1,7 +1,8 @@
 // tests/support/transcript_test.cpp
 //
-// Runs every transcript (*.t) under tests/: the real program, in a fresh directory per
-// case, with TZ=UTC and a umask of 002; its standard error must stay empty.
+// Runs every transcript (*.t) under tests/, and the tutorial of README.md: the real
+// program, in a fresh directory per case, with TZ=UTC and a umask of 002; its standard
+// error must stay empty.
 //
 // A transcript is made of paragraphs separated by blank lines; lines whose first
 // non-blank character is '#' are comments. A paragraph with a command line is a case;
@@ -195,6 +196,7 @@ class Reader {
     }
 
     std::vector<Case> cases() {
+        if (shown_.ends_with(".md")) return tutorial();
         std::vector<Case> out;
         for (std::vector<Step> shared;;) {
             while (at_ < lines_.size() && (blank() || comment())) ++at_;
@@ -209,6 +211,36 @@ class Reader {
             if (commands.empty()) shared = local_;
             else out.push_back({local_, std::move(commands)});
         }
+    }
+
+    // The console blocks of a Markdown file: "$ trugtool ..." and "$ cat FILE" with
+    // the lines they print, in order in one directory holding the sample tables.
+    std::vector<Case> tutorial() {
+        Case c;
+        for (const char* name : {"staff.dbf", "staff.dbt", "staff2.dbf"}) {
+            c.setup.emplace_back(0, "file", name);
+            c.setup.back().bytes.add(0, copy_of(name));
+        }
+        Pattern* out = nullptr;
+        for (bool in_block = false; at_ < lines_.size(); ++at_) {
+            if (line() == "```console" || line() == "```") in_block = line() != "```";
+            else if (!in_block) continue;
+            else if (starts(line(), "$ trugtool ")) {
+                c.commands.emplace_back();
+                c.commands.back().line = static_cast<int>(at_ + 1);
+                c.commands.back().args = split_words(line().substr(11));
+                out = &c.commands.back().out;
+            } else if (starts(line(), "$ cat ") && !c.commands.empty()) {
+                c.commands.back().checks.emplace_back(static_cast<int>(at_ + 1), "file", std::string(line().substr(6)));
+                out = &c.commands.back().checks.back().bytes;
+            } else if (starts(line(), "$") || out == nullptr) {
+                fail("a tutorial runs only trugtool and cat");
+            } else {
+                out->add(0, std::string(line()) + "\n");
+                out->source += "> " + std::string(line()) + "\n";
+            }
+        }
+        return {c};
     }
 
   private:
@@ -453,7 +485,7 @@ std::vector<Case> read_cases(const std::string& path) {
 }
 
 std::vector<Where> all_cases() {
-    std::vector<std::string> paths;
+    std::vector<std::string> paths = {"README.md"};
     for (const auto& entry : fs::recursive_directory_iterator(fs::path(TRUG_SOURCE_DIR) / "tests"))
         if (entry.path().extension() == ".t") paths.push_back(fs::relative(entry.path(), TRUG_SOURCE_DIR).string());
     std::sort(paths.begin(), paths.end());
@@ -486,7 +518,9 @@ TEST_P(Transcript, Case) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Files, Transcript, testing::ValuesIn(all_cases()), [](const auto& info) {
-    std::string name = info.param.path.substr(6, info.param.path.size() - 8) + "_" + std::to_string(info.param.line);
+    const std::string& path = info.param.path;
+    std::string name = path.substr(starts(path, "tests/") ? 6 : 0, path.rfind('.') - (starts(path, "tests/") ? 6 : 0)) + "_" +
+                       std::to_string(info.param.line);
     std::replace_if(name.begin(), name.end(), [](char c) { return !std::isalnum(static_cast<unsigned char>(c)); }, '_');
     return name;
 });

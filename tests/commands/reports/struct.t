@@ -87,9 +87,9 @@ $ u.dbf /STRUCT
 ...
 
 # One field of each kind. The text report gives N and F their decimals; a C field
-# wider than 255 shows its length byte.
+# wider than 255 shows its length byte; names of 9, 10 and 11 characters line up.
 table k.dbf: QTY N 4, Z N 0, RATE F 9.3, WHEN D 8.8, WIDE C 300, OK L 1, NOTE M 10, STAMP T 8, PRICE Y 8.4, DBL B 8, DBL3 B 8.3, BLOB B 10, ABCDEFGHI C 2, ABCDEFGHIJ C 2, ABCDEFGHIJK C 2
-$ k.dbf /STRUCT /STRUCT:r.sql
+$ k.dbf /STRUCT /STRUCT:r.sql /STRUCT:r.prg
 ...
 > Name        Type          Length
 > QTY         Numeric         4  0
@@ -125,4 +125,11 @@ file r.sql
 > 	ABCDEFGHIJ  Character(2),
 > 	ABCDEFGHIJK Character(2)
 > 	);
+>
+file r.prg
+...
+> 	{ "ABCDEFGHI",   "C",   2,   0 },;
+> 	{ "ABCDEFGHIJ",  "C",   2,   0 },;
+> 	{ "ABCDEFGHIJK",  "C",   2,   0 },;
+> 	})
 >
