@@ -17,23 +17,14 @@ file main.lst
 > -count
 > COUNT
 > /DATE:dmy\r (esc)
-> @nested.lst
 > @missing.lst
 > /NAME
 > /COUNT (no-eol)
-file nested.lst
-> /DATE:zz
-> @deeper.lst (no-eol)
-file deeper.lst
-> /hdr
-> /BOGUS
 $ a.dbf @main.lst @absent.lst /COUNT
 > 3
 > 3
 > 3
 > Unknown date format: dmy\r. (esc)
-> Unknown date format: zz.
-> Unknown function: [BOGUS].
 > Can't open file: missing.lst
 >        3|a.dbf
 >        3|a.dbf

@@ -186,8 +186,6 @@ struct Case {
     std::vector<Command> commands;
 };
 
-bool starts(std::string_view text, std::string_view prefix) { return text.substr(0, prefix.size()) == prefix; }
-
 class Reader {
   public:
     Reader(const std::string& path, const std::string& shown) : shown_(shown) {
@@ -225,15 +223,15 @@ class Reader {
         for (bool in_block = false; at_ < lines_.size(); ++at_) {
             if (line() == "```console" || line() == "```") in_block = line() != "```";
             else if (!in_block) continue;
-            else if (starts(line(), "$ trugtool ")) {
+            else if (line().starts_with("$ trugtool ")) {
                 c.commands.emplace_back();
                 c.commands.back().line = static_cast<int>(at_ + 1);
                 c.commands.back().args = split_words(line().substr(11));
                 out = &c.commands.back().out;
-            } else if (starts(line(), "$ cat ") && !c.commands.empty()) {
+            } else if (line().starts_with("$ cat ") && !c.commands.empty()) {
                 c.commands.back().checks.emplace_back(static_cast<int>(at_ + 1), "file", std::string(line().substr(6)));
                 out = &c.commands.back().checks.back().bytes;
-            } else if (starts(line(), "$") || out == nullptr) {
+            } else if (line().starts_with("$") || out == nullptr) {
                 fail("a tutorial runs only trugtool and cat");
             } else {
                 out->add(0, std::string(line()) + "\n");
@@ -256,7 +254,7 @@ class Reader {
     std::string_view trimmed() const { return line().substr(std::min(line().find_first_not_of(' '), line().size())); }
     bool blank() const { return trimmed().empty(); }
     bool comment() const { return trimmed()[0] == '#'; }
-    bool command_line() const { return line() == "$" || starts(line(), "$ ") || starts(line(), "nobody$ "); }
+    bool command_line() const { return line() == "$" || line().starts_with("$ ") || line().starts_with("nobody$ "); }
 
     void define(Step step) {
         auto same = std::find_if(local_.begin(), local_.end(),
@@ -272,7 +270,7 @@ class Reader {
         c.args = split_words(line().substr(line().find('$') + 1));
         ++at_;
         c.out = block();
-        if (at_ < lines_.size() && starts(line(), "[")) c.status = std::stoi(std::string(line().substr(1))), ++at_;
+        if (at_ < lines_.size() && line().starts_with("[")) c.status = std::stoi(std::string(line().substr(1))), ++at_;
         while (at_ < lines_.size() && !blank() && !command_line()) {
             if (comment()) ++at_;
             else for (Step& s : steps(true)) c.checks.push_back(std::move(s));
@@ -283,9 +281,9 @@ class Reader {
     // The output lines from here on.
     Pattern block() {
         Pattern p;
-        for (; at_ < lines_.size() && (starts(line(), ">") || line() == "..."); ++at_) {
+        for (; at_ < lines_.size() && (line().starts_with(">") || line() == "..."); ++at_) {
             p.source += std::string(line()) + "\n";
-            std::string_view text = line().substr(starts(line(), "> ") ? 2 : 1);
+            std::string_view text = line().substr(line().starts_with("> ") ? 2 : 1);
             const auto suffix = [&](std::string_view mark) {
                 const bool has = text.size() >= mark.size() && text.substr(text.size() - mark.size()) == mark;
                 if (has) text.remove_suffix(mark.size());
@@ -309,7 +307,7 @@ class Reader {
 
     std::vector<Step> steps(bool check) {
         const std::string raw(line());
-        const size_t colon = starts(raw, "table ") ? std::min(raw.find(':'), raw.size()) : raw.size();
+        const size_t colon = raw.starts_with("table ") ? std::min(raw.find(':'), raw.size()) : raw.size();
         const std::vector<std::string> w = split_words(raw.substr(0, colon));
         const std::string& kind = w[0];
         Step s{static_cast<int>(at_ + 1), kind, w.size() > 1 ? w[1] : "", w.size() > 2 ? w[2] : ""};
@@ -374,7 +372,7 @@ class Reader {
         }
         std::optional<MemoImage> memo;
         std::string memo_name, bytes;
-        for (; at_ < lines_.size() && starts(line(), "  "); ++at_) {
+        for (; at_ < lines_.size() && line().starts_with("  "); ++at_) {
             const std::string_view text = trimmed();
             const std::string keyword(text.substr(0, text.find(' ')));
             const std::string_view rest = text.substr(std::min(text.size(), keyword.size() + 1));
@@ -519,8 +517,8 @@ TEST_P(Transcript, Case) {
 
 INSTANTIATE_TEST_SUITE_P(Files, Transcript, testing::ValuesIn(all_cases()), [](const auto& info) {
     const std::string& path = info.param.path;
-    std::string name = path.substr(starts(path, "tests/") ? 6 : 0, path.rfind('.') - (starts(path, "tests/") ? 6 : 0)) + "_" +
-                       std::to_string(info.param.line);
+    const size_t from = path.starts_with("tests/") ? 6 : 0;
+    std::string name = path.substr(from, path.rfind('.') - from) + "_" + std::to_string(info.param.line);
     std::replace_if(name.begin(), name.end(), [](char c) { return !std::isalnum(static_cast<unsigned char>(c)); }, '_');
     return name;
 });

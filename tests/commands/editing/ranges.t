@@ -31,8 +31,3 @@ $ t.dbf /DEL /S:*
 >  |d  |
 >  |e  |
 
-# A listing takes the records of the list in its order; an empty list lists nothing.
-$ t.dbf /RANGE:0 /S:NAME /DESC /ORDER:NAME /RANGE:1,5;5 /S:NAME
-> e  |
-> a  |
-> a  |

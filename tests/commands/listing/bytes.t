@@ -43,22 +43,6 @@ file x.fox
 > use	&&	v.dbf
 >
 
-table a.dbf: A C 2, N N 4.1
-  row \xC0\x80|2.5
-$ a.dbf /S:* /OUT:x.htm /S:* /ANSI /OUT /S:* /OUT:x.sql /S:A /OUT:x.htm /S:* /OEM /OUT /S:A
-> \xC0\x80| 2.5| (esc)
-> \x80\xB0| 2.5| (esc)
-> \xC0\x80| (esc)
-file x.htm
-> <table width="100%" border="1" cellspacing="1" cellpadding="1">
-> <tr valign=top><td>\x90\xC0 </td><td align=right>2.5</td></tr> (esc)
-> </table>
-> <table width="100%" border="1" cellspacing="1" cellpadding="1">
-> <tr valign=top><td>\xC0\x80 </td><td align=right>2.5</td></tr> (esc)
-> </table>
-file x.sql
-> insert into "a.dbf" (A ) values ("\x80\xB0"); (esc)
-
 # The file name and the field names are never converted.
 table p%s\x80.dbf: \xC0X C 2
   row \x80

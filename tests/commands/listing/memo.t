@@ -62,13 +62,6 @@ file x.htm
 > <tr valign=top><td>5% &quot;q&quot; 'x' <a href="mailto:a@b.c">&lt;a@b.c&gt;</a> </td></tr>
 > </table>
 
-# dBase III: a text ends at its first 0x1A.
-table m3.dbf sig=83: M M 10
-  memo dbt3
-  row {x\x1Ay}
-$ m3.dbf /MEMO:text /S:M
-> x|
-
 # An empty FoxPro text is a text, not a missing one.
 table m0.dbf sig=f5: M M 10
   memo fpt 64
@@ -81,9 +74,3 @@ file x.htm
 file x.sql
 > insert into "m0.dbf" (M ) values ('');
 
-# Without its memo file a table has empty memos.
-table nm.dbf sig=f5: M M 10
-  row 1
-$ nm.dbf /MEMO:text /S:M /MEMO /S:M
-> |
-> Full memo |

@@ -1,19 +1,6 @@
-# Listings into SQL scripts (.sql): one insert per record, values as stored, with
-# no header row, deletion mark or file name.
-
-
-table d.dbf: A C 3, N N 5.2, D D 8
-  row ab |1.5|20010314
-  del cd|-2|19991231
-
-$ d.dbf /HDR /DEL /NAME /OUT:x.sql /S:* /FIELDS /S:N
-file x.sql
-> insert into "d.dbf" (A, N, D ) values ("ab ",  1.50, "20010314");
-> insert into "d.dbf" (A, N, D ) values ("cd ", -2.00, "19991231");
-> insert into "d.dbf" (N ) values ( 1.50);
-> insert into "d.dbf" (N ) values (-2.00);
-
+# Listings into SQL scripts (.sql): one insert per record, values as stored.
 # sqlite3 takes the table the structure script makes and every insert behind it.
+
 table q.dbf: A C 6, N N 7.2, D D 8, L L 1
   row ab'c|1.5|20010314|T
   del x%y\xC0|-12.25|19991231|N

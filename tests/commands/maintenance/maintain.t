@@ -18,21 +18,6 @@ $ t.dbf /PACK:xyz /TRUNC: /MAKE: /SORT: /SORT:nosuch;NAME /MAKE:nodir/x.dbf /MAK
 > Can't create "t.dbf"
 same t.dbf
 
-# A memo-only pack keeps deleted records, and the mode stays for a later /PACK.
-copy t.dbf u.dbf
-$ t.dbf /PACK:MEMO /PACK
-same t.dbf
-$ t.dbf /PACK:dbf
-table t.dbf date=today: NAME C 6, N N 3
-  row pear|2
-  row fig|1
-  row apple|3
-  row kiwi|2
-$ t.dbf /TRUNC:0
-table t.dbf date=today: NAME C 6, N N 3
-$ u.dbf /ZAP
-table u.dbf date=today: NAME C 6, N N 3
-
 # The repairs write only when something is wrong, and then stamp the date.
 table f.dbf flags=1 cp=65: NAME C 6, N N 3
   row pear|2
@@ -47,17 +32,6 @@ table s.dbf sig=f5 date=today: NAME C 6, N N 3, M M 10
   row a|1
 $ t.dbf /CDX /CPZERO /CHECK
 same t.dbf
-
-# An empty copy with its memo file, never over the table or the table's memo file.
-table m.dbf sig=8b: NAME C 6, N N 3, NOTE M 10
-  row a|1
-file m.dbt
-> memo (no-eol)
-$ m.dbf /MAKE:copy.dbf /MAKE:m.DBF
-> Can't create "m.DBF"
-same m.dbf m.dbt
-table copy.dbf sig=8b date=today noeof: NAME C 6, N N 3, NOTE M 10
-  memo dbt4 128
 
 # A pack rebuilds the memo file with the texts of the records it keeps; the old
 # one stays beside it as p.~bt, and a later pack goes on from there.

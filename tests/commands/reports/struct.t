@@ -45,31 +45,6 @@ file r.FOX
 > 	)
 >
 
-# Without a file name, or with a text that is not one, the report goes to the
-# screen. Files collect the reports of each table behind each other. The record
-# count is the file's, whatever the filter.
-$ t.dbf /STRUCTURE /STRUCT=x.txt -struct
-...
-> Database name		:	t.dbf
-...
-> Database name		:	t.dbf
-...
-> Database name		:	t.dbf
-...
-no x.txt
-$ t.dbf t.dbf /STRUCT:r.txt
-file r.txt
-...
-> Database name		:	t.dbf
-...
-> Database name		:	t.dbf
-...
-$ t.dbf /FILTER:N>5 /COUNT /STRUCT
-> 1
-...
-> Record count		:	         2
-...
-
 $ t.dbf /STRUCT:r.htm /STRUCT: /STRUCT:sql /COUNT
 > Invalid output format...
 > Invalid output format...
@@ -79,12 +54,6 @@ no r.htm sql
 $ t.dbf t.dbf /STRUCT:nodir/r.txt /COUNT
 > Can't create file: nodir/r.txt (no-eol)
 [1]
-
-table u.dbf sig=e5: A C 3
-$ u.dbf /STRUCT
-...
-> Type			:	Unknown
-...
 
 # One field of each kind. The text report gives N and F their decimals; a C field
 # wider than 255 shows its length byte; names of 9, 10 and 11 characters line up.
