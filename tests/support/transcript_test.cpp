@@ -17,12 +17,12 @@
 //   file x.txt                   then checks of what the command left behind
 //
 // Output lines are "> text" (">" alone is an empty line). A line ending in " (esc)"
-// takes escapes, " (no-eol)" has no line feed, " (glob)" lets '*' stand for any text
-// within the line, and a line "..." stands for any lines at all.
+// takes escapes, " (no-eol)" has no line feed, and a line "..." stands for any lines
+// at all.
 //
 // Setting up:
 //   table NAME [sig=HEX] [date=YYYY-MM-DD|today] [count=N] [header=N] [reclen=N]
-//              [flags=HEX] [cp=HEX] [noeof] [extra=BYTES]: FIELD TYPE LENGTH[.DECIMALS], ...
+//              [flags=HEX] [cp=HEX] [noeof]: FIELD TYPE LENGTH[.DECIMALS], ...
 //     memo dbt3|dbt4|fpt [BLOCK-SIZE]   its memo file, named after the table
 //     row VALUE|VALUE|...               a record as the table builder places values ("del"
 //                                       for a deleted one); "{text}" in an M field stores
@@ -31,7 +31,7 @@
 //     patch OFFSET BYTES                bytes written over the finished table
 //   file NAME                      followed by its content as output lines
 //   copy FROM [NAME]               a file set up above, or a sample table of examples/
-//   mkdir NAME / chmod MODE NAME
+//   chmod MODE NAME
 //
 // Checks after a command:
 //   table ... / file NAME ...      the file holds exactly these bytes
@@ -137,33 +137,23 @@ std::string render(std::string_view bytes) {
     return out.empty() ? "(nothing)\n" : out;
 }
 
-// Expected bytes: literal pieces and wildcards ('.' any bytes, '*' any bytes within a line).
+// Expected bytes: literal pieces, with any bytes at all between them where "..." stood.
 struct Pattern {
-    std::vector<std::pair<char, std::string>> pieces;
+    std::vector<std::string> pieces{""};
     std::string source;  // the lines as written
 
-    void add(char wild, const std::string& text = "") {
-        if (!wild && !pieces.empty() && !pieces.back().first) pieces.back().second += text;
-        else pieces.emplace_back(wild, text);
-    }
-    std::string text() const {
-        std::string out;
-        for (const auto& piece : pieces) out += piece.second;
-        return out;
-    }
+    void add(const std::string& text) { pieces.back() += text; }
+    std::string text() const { return pieces[0]; }
     bool matches(std::string_view s, size_t k = 0) const {
-        if (k == pieces.size()) return s.empty();
-        const auto& [wild, text] = pieces[k];
-        if (!wild) return s.substr(0, text.size()) == text && matches(s.substr(text.size()), k + 1);
-        for (size_t n = 0; n <= s.size(); ++n) {
+        if (s.substr(0, pieces[k].size()) != pieces[k]) return false;
+        if (k + 1 == pieces.size()) return s.size() == pieces[k].size();
+        for (size_t n = pieces[k].size(); n <= s.size(); ++n)
             if (matches(s.substr(n), k + 1)) return true;
-            if (wild == '*' && n < s.size() && s[n] == '\n') return false;
-        }
         return false;
     }
 };
 
-// A setup step or a check: kind is file, mkdir, chmod, no, same, mode, dbfread, sqlite, browser or memory.
+// A setup step or a check: kind is file, chmod, no, same, mode, dbfread, sqlite, browser or memory.
 struct Step {
     Step(int line_, std::string kind_, std::string name_, std::string arg_ = "")
         : line(line_), kind(std::move(kind_)), name(std::move(name_)), arg(std::move(arg_)) {}
@@ -217,7 +207,7 @@ class Reader {
         Case c;
         for (const char* name : {"staff.dbf", "staff.dbt", "staff2.dbf"}) {
             c.setup.emplace_back(0, "file", name);
-            c.setup.back().bytes.add(0, copy_of(name));
+            c.setup.back().bytes.add(copy_of(name));
         }
         Pattern* out = nullptr;
         for (bool in_block = false; at_ < lines_.size(); ++at_) {
@@ -234,7 +224,7 @@ class Reader {
             } else if (line().starts_with("$") || out == nullptr) {
                 fail("a tutorial runs only trugtool and cat");
             } else {
-                out->add(0, std::string(line()) + "\n");
+                out->add(std::string(line()) + "\n");
                 out->source += "> " + std::string(line()) + "\n";
             }
         }
@@ -289,18 +279,9 @@ class Reader {
                 if (has) text.remove_suffix(mark.size());
                 return has;
             };
-            const bool eol = !suffix(" (no-eol)"), glob = suffix(" (glob)");
-            const std::string content = suffix(" (esc)") ? unescape(text) : std::string(text);
-            if (line() == "...") {
-                p.add('.');
-                continue;
-            }
-            const auto parts = glob ? split_at(content, '*') : std::vector<std::string_view>{content};
-            for (size_t i = 0; i < parts.size(); ++i) {
-                if (i > 0) p.add('*');
-                p.add(0, std::string(parts[i]));
-            }
-            if (eol) p.add(0, "\n");
+            const bool eol = !suffix(" (no-eol)");
+            if (line() == "...") p.pieces.emplace_back();
+            else p.add((suffix(" (esc)") ? unescape(text) : std::string(text)) + (eol ? "\n" : ""));
         }
         return p;
     }
@@ -320,10 +301,9 @@ class Reader {
         }
         if (kind == "copy") {
             Step file(s.line, "file", s.arg.empty() ? s.name : s.arg);
-            file.bytes.add(0, copy_of(s.name));
+            file.bytes.add(copy_of(s.name));
             return {file};
         }
-        if (!check && kind == "mkdir") return {{s.line, kind, s.name}};
         if (!check && kind == "chmod") return {{s.line, kind, s.arg, s.name}};
         if (check && (kind == "mode" || kind == "memory"))
             return {{s.line, kind, kind == "mode" ? s.arg : "", s.name}};
@@ -359,7 +339,6 @@ class Reader {
             else if (key == "header") t.header_length = static_cast<uint16_t>(std::stoi(value));
             else if (key == "reclen") t.record_length = static_cast<uint16_t>(std::stoi(value));
             else if (key == "noeof") t.end_mark = false;
-            else if (key == "extra") t.extra_header = value;
             else if (key == "date") set_date(t, value);
             else fail("unknown table attribute " + key);
         }
@@ -403,8 +382,8 @@ class Reader {
             }
         }
         std::vector<Step> files(1, Step{first, "file", head[1]});
-        files[0].bytes.add(0, bytes.empty() ? t.bytes() : bytes);
-        if (memo) files.push_back({first, "file", memo_name}), files[1].bytes.add(0, memo->bytes());
+        files[0].bytes.add(bytes.empty() ? t.bytes() : bytes);
+        if (memo) files.push_back({first, "file", memo_name}), files[1].bytes.add(memo->bytes());
         return files;
     }
 
@@ -450,7 +429,6 @@ void run_case(const Case& c, const std::string& path) {
     for (const Step& s : c.setup) {
         const std::string file = dir.file(s.name);
         if (s.kind == "file") fs::create_directories(fs::path(file).parent_path()), dir.write(s.name, s.bytes.text());
-        else if (s.kind == "mkdir") fs::create_directories(file);
         else if (s.kind == "chmod") chmod(file.c_str(), static_cast<mode_t>(std::stoul(s.arg, nullptr, 8)));
     }
     for (const Command& command : c.commands) {
