@@ -1,7 +1,8 @@
 // app/program.cpp
 //
 // The command line is table names up to the first argument that starts with '/',
-// '-', '@' or '+', then parameters. Each table gets one pass: open and judge it,
+// '-', '@' or '+' (an absolute path to an existing file is a table name), then
+// parameters. Each table gets one pass: open and judge it,
 // apply trugtool.ini from beside the program, install the character sets, replay
 // every parameter in order, close it.
 #include "app/program.h"
@@ -21,6 +22,12 @@ namespace {
 constexpr size_t kListLineSize = 1024;
 
 bool is_parameter_mark(char c) { return c == '/' || c == '-' || c == '@' || c == '+'; }
+
+// A table name starts with none of the parameter marks, or is an absolute path to a
+// file that exists: "/data/t.dbf" is a table, "/COUNT" and "/data/" are not.
+bool is_table_name(const FileSystem& fs, const char* argument) {
+    return !is_parameter_mark(argument[0]) || (argument[0] == '/' && fs.is_regular_file(argument));
+}
 
 // The lines of a list file, as fgets would deliver them into a buffer of
 // kListLineSize bytes: each up to and including its line feed, or cut short.
@@ -106,7 +113,15 @@ void table_pass(Run& run, const std::string& path, const std::string& settings_p
 
 // The whole run, up to a fatal message.
 int run_tables(Run& run, int argc, char** argv) {
-    if (argc >= 2 && (argv[1][0] == '/' || argv[1][0] == '-')) {
+    if (argc == 2 && std::strcmp(argv[1], "--help") == 0) {
+        print_usage(run.out);
+        return 0;
+    }
+    if (argc == 2 && std::strcmp(argv[1], "--version") == 0) {
+        cmd_version(run.out);
+        return 0;
+    }
+    if (argc >= 2 && (argv[1][0] == '/' || argv[1][0] == '-') && !is_table_name(run.fs, argv[1])) {
         const char* early = argv[1] + 1;
         if (strncasecmp(early, "version", 7) == 0) {
             cmd_version(run.out);
@@ -127,7 +142,7 @@ int run_tables(Run& run, int argc, char** argv) {
     }
     const std::string settings_path = path_beside(argv[0], "trugtool.ini");
     int first_parameter = 1;
-    while (first_parameter < argc && !is_parameter_mark(argv[first_parameter][0])) ++first_parameter;
+    while (first_parameter < argc && is_table_name(run.fs, argv[first_parameter])) ++first_parameter;
     for (int i = 1; i < first_parameter; ++i) table_pass(run, argv[i], settings_path, first_parameter, argc, argv);
     return 0;
 }
@@ -162,7 +177,7 @@ bool apply_parameter_file(Pass& pass, const std::string& path) {
 
 int run_program(OutStream& console, FileSystem& fs, int argc, char** argv) {
     // Local time is the system's zone either way; naming it spares the C library a
-    // look at /etc/localtime on every date a listing renders.
+    // look at /etc/localtime on every header date stamp.
     if (std::getenv("TZ") == nullptr) setenv("TZ", ":/etc/localtime", 0);
     Run run(console, fs);
     int status = 0;
@@ -172,6 +187,7 @@ int run_program(OutStream& console, FileSystem& fs, int argc, char** argv) {
         console.write(fatal.message);
         status = 1;
     }
-    console.flush();
+    // Output that was lost makes the run a failure, though it went on to the end.
+    if (!console.flush() || run.output_failed) status = 1;
     return status;
 }

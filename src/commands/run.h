@@ -67,6 +67,9 @@ struct Run {
     bool compare_armed = false;
     CharacterSets sets;                          // of the settings file
     std::vector<FileId> open_lists;              // list files being read, outermost first
+    // A listing or report target could not be opened or written: the run goes on,
+    // and ends with status 1.
+    bool output_failed = false;
 };
 
 // One pass over the parameters for one table.

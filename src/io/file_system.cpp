@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -182,6 +183,28 @@ bool FileSystem::exists(const std::string& path) const {
 bool FileSystem::same_file(const std::string& a, const std::string& b) const {
     std::optional<FileId> id_a = id_of(a);
     return id_a && id_a == id_of(b);
+}
+
+bool FileSystem::is_regular_file(const std::string& path) const {
+    struct stat st;
+    return fstatat(directory_, path.c_str(), &st, 0) == 0 && S_ISREG(st.st_mode);
+}
+
+std::vector<std::string> FileSystem::list_directory(const std::string& path) const {
+    std::vector<std::string> names;
+    int fd = open_at(path.empty() ? "." : path, O_RDONLY | O_DIRECTORY, 0);
+    if (fd < 0) return names;
+    DIR* dir = fdopendir(fd);
+    if (dir == nullptr) {
+        ::close(fd);
+        return names;
+    }
+    while (const dirent* entry = readdir(dir)) {
+        std::string name = entry->d_name;
+        if (name != "." && name != "..") names.push_back(std::move(name));
+    }
+    closedir(dir);  // closes fd too
+    return names;
 }
 
 bool FileSystem::watch(FileWatch& watch, int fd) {

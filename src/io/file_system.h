@@ -110,6 +110,11 @@ class FileSystem {
     bool exists(const std::string& path) const;
     // True if both paths name one existing file.
     bool same_file(const std::string& a, const std::string& b) const;
+    // True if the path names a regular file (following links).
+    bool is_regular_file(const std::string& path) const;
+    // The names in a directory ("" is the working directory), "." and ".." left
+    // out, in no particular order; none if it can't be read.
+    std::vector<std::string> list_directory(const std::string& path) const;
 
     // Writes still allowed before every further write fails, as on a disk that has
     // filled up; negative means no limit. Truncations still work. A test seam: the

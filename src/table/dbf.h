@@ -1,12 +1,13 @@
 // table/dbf.h
 //
-// A .dbf file is: a 32-byte header, one 32-byte descriptor per field, the byte 0x0D,
-// whatever else the header length covers, then the records, each `record_length`
-// bytes, and one end-of-file byte 0x1A. Byte 0 of a record is its deletion mark:
+// A .dbf file is: a 32-byte header, one 32-byte descriptor per field, the byte 0x0D
+// (0x0A from old shapefile writers), whatever else the header length covers, then
+// the records, each `record_length` bytes, and one end-of-file byte 0x1A. Byte 0 of a record is its deletion mark:
 // ' ' live, '*' deleted. All integers are little-endian.
 //
 // Little is trusted of what a file says: the record count comes from the file size,
-// field offsets from the widths, and an unknown signature is repaired in memory.
+// field offsets from the widths, and an unknown signature is repaired in memory, as
+// is a record length that the widths and the file size both contradict.
 // Every engine operation takes the table first, prints nothing and reports through
 // its result.
 //
@@ -39,6 +40,7 @@ inline constexpr int kMaxKeyFields = 20;         // order keys and parsed field 
 
 inline constexpr uint32_t DBF_STATUS_BAD_SIGNATURE = 1;
 inline constexpr uint32_t DBF_STATUS_BAD_FIELD_TYPES = 2;
+inline constexpr uint32_t DBF_STATUS_BAD_RECORD_LENGTH = 4;
 
 // Memo family, derived from the signature.
 enum class MemoKind { Dbase3, FoxPro, Dbase4, VisualFoxPro, Unknown };
@@ -100,11 +102,6 @@ struct RecordCacheDeleter {
     void operator()(RecordCache* cache) const;
 };
 
-struct LocalTimeMemo;
-struct LocalTimeMemoDeleter {
-    void operator()(LocalTimeMemo* memo) const;
-};
-
 struct DbfTable {
     DbfTable() = default;
     DbfTable(const DbfTable&) = delete;
@@ -137,8 +134,6 @@ struct DbfTable {
 
     // Read-ahead of sequential record reads, kept coherent with every write to the file.
     std::unique_ptr<RecordCache, RecordCacheDeleter> read_cache;
-    // Local times of dates already judged.
-    std::unique_ptr<LocalTimeMemo, LocalTimeMemoDeleter> time_memo;
 };
 
 // ---- Table files, header and field descriptors --------------------------------
@@ -175,8 +170,15 @@ std::string dbf_memo_file_name(const std::string& path, MemoKind kind);
 // Cuts a path at its last '.': `name` gets everything before it, directories
 // included, `extension` the rest from the dot on.
 void dbf_split_path(const std::string& path, std::string& name, std::string& extension);
-// Sets memo_path from the signature; the memo family.
+// Sets memo_path from the signature, and the memo family. Where that file does not
+// exist, a table with memo fields takes a file whose name differs in case alone
+// (dbf_find_memo_file).
 MemoKind dbf_bind_memo(DbfTable& table);
+// The existing memo file to read in place of `memo_path` when that does not exist:
+// the name with the extension in the case of the table's, else a name of the
+// directory that differs in case alone. No value if `memo_path` exists or none does.
+std::optional<std::string> dbf_find_memo_file(const FileSystem& fs, const std::string& table_path,
+                                              const std::string& memo_path);
 // "dBase III", "FoxPro", "dBase IV", "Visual FoxPro" or "Unknown".
 const char* dbf_memo_family_name(MemoKind kind);
 
@@ -247,8 +249,10 @@ char* dbf_field_raw_text(DbfTable& table, int field);
 double dbf_field_number(DbfTable& table, int field);
 // The calendar fields of a D or T field, not normalised.
 std::tm dbf_field_date(DbfTable& table, int field);
-// mktime of the field's date; -1 for a date outside the signed 32-bit time_t range.
-int64_t dbf_field_time(DbfTable& table, int field);
+// True if the field's date can be shown: a text date's year is four digits, and
+// its numbers, carried over as a calendar carries them (30 February is 2 March),
+// name a moment of the years 1 to 9999. No time zone takes part.
+bool dbf_field_date_shown(DbfTable& table, int field);
 // atol of the field's first `length` bytes.
 long dbf_field_atol(const DbfTable& table, int field);
 // atof of the field's first `length` bytes.

@@ -7,6 +7,12 @@
 // 32-bit count of milliseconds since midnight, all little-endian. Everything else
 // is text: N and F right-aligned numbers, D as YYYYMMDD, T as YYYYMMDDHHMMSS.
 //
+// A date is shown with the numbers it stores, and only if its year is written in
+// four digits and those numbers, carried over as a calendar carries them, name a
+// moment of the years 1 to 9999; otherwise it shows as blanks. So 30 February 2001
+// shows as stored (it is 2 March), while a blank date (year 0), month 13 of 9999
+// and "04/25/1989" (the year "04/2") do not show.
+//
 // A field whose bytes would reach past the record buffer (possible only behind very
 // wide character fields) is read as if it were missing: the empty text for C, L and
 // raw copies, blanks for D and T, zero for every number, "Empty memo" for memos.
@@ -60,7 +66,8 @@ int date_part(const char* text, int text_length, int start, int count) {
     return std::atoi(part);
 }
 
-// What a blank date decodes to: the year 0, month -1, day 0. No 32-bit time_t holds it.
+// What a blank date decodes to: the year 0, month -1, day 0, which is no date of the
+// years 1 to 9999.
 std::tm unreadable_date() {
     std::tm tm{};
     tm.tm_year = -1900;
@@ -69,8 +76,8 @@ std::tm unreadable_date() {
 }
 
 std::tm date_from_day_number(int32_t day_number, int32_t milliseconds) {
+    if (day_number > kLastDayNumber) return unreadable_date();
     std::tm tm{};
-    if (day_number > kLastDayNumber) return tm;
     // Day 1 is 1 January of the year 0. Day numbers up to kDayZero leave both loops
     // at once, with a day of month of 0 or less in the year 0.
     int64_t day = static_cast<int64_t>(day_number) - kDayZero;
@@ -98,56 +105,33 @@ std::tm date_from_day_number(int32_t day_number, int32_t milliseconds) {
     return tm;
 }
 
-// mktime costs more than all the rest of a date's rendering, and gives the same
-// result for the same fields under the same zone. Results are kept by the fields,
-// packed into one number, in a table indexed by a hash of it, and forgotten when
-// TZ changes. Fields outside the ranges that pack go to mktime every time.
-struct MemoSlot {
-    uint64_t key = 0;  // 0: empty
-    time_t time = 0;
-};
-
-uint64_t pack_date_fields(const std::tm& tm) {
-    // Year from -1900 (the year 0) to 14483, the others from -16 to 111: 14 + 5 * 7 bits.
-    uint64_t key = static_cast<uint64_t>(tm.tm_year + 1900);
-    if (key >= (1u << 14)) return 0;
-    for (int part : {tm.tm_mon, tm.tm_mday, tm.tm_hour, tm.tm_min, tm.tm_sec}) {
-        if (part < -16 || part > 111) return 0;
-        key = key << 7 | static_cast<uint64_t>(part + 16);
-    }
-    return key | uint64_t{1} << 63;
+// Days from 1 January of the year 1 to the first of `month` (1 to 12) of `year`, in
+// the proleptic Gregorian calendar; negative before it.
+int64_t days_to_month(int64_t year, int64_t month) {
+    // Years counted from March, so that the leap day ends a year.
+    int64_t y = year - (month <= 2 ? 1 : 0);
+    int64_t era = (y >= 0 ? y : y - 399) / 400;
+    int64_t year_of_era = y - era * 400;
+    int64_t day_of_year = (153 * (month > 2 ? month - 3 : month + 9) + 2) / 5;
+    int64_t day_of_era = year_of_era * 365 + year_of_era / 4 - year_of_era / 100 + day_of_year;
+    // 1 March of the year 0 is day -306 counted from 1 January of the year 1.
+    return era * 146097 + day_of_era - 306;
 }
 
-}  // namespace
-
-struct LocalTimeMemo {
-    std::vector<MemoSlot> slots;
-    std::string zone;
-    bool zone_set = false;
-};
-
-void LocalTimeMemoDeleter::operator()(LocalTimeMemo* memo) const { delete memo; }
-
-namespace {
-
-time_t local_time_of(DbfTable& table, std::tm tm) {
-    if (!table.time_memo) table.time_memo.reset(new LocalTimeMemo);
-    LocalTimeMemo& memo = *table.time_memo;
-    const char* tz = std::getenv("TZ");
-    if (memo.zone_set != (tz != nullptr) || (tz != nullptr && memo.zone != tz)) {
-        memo.slots.clear();
-        memo.zone_set = tz != nullptr;
-        memo.zone = tz != nullptr ? tz : "";
-    }
-    uint64_t key = pack_date_fields(tm);
-    if (key == 0) return std::mktime(&tm);
-    if (memo.slots.empty()) memo.slots.resize(size_t{1} << 16);
-    MemoSlot& slot = memo.slots[(key * 0x9E3779B97F4A7C15u) >> 48];
-    if (slot.key == key) return slot.time;
-    time_t time = std::mktime(&tm);
-    slot = MemoSlot{key, time};
-    return time;
+// The seconds from the start of the year 1 to the moment the fields name, each field
+// carried into the next larger as a calendar does: month 13 is January of the year
+// after, day 0 the last day of the month before, hour 24 the next day.
+int64_t seconds_of(const std::tm& tm) {
+    int64_t month = tm.tm_mon;  // from 0
+    int64_t year = static_cast<int64_t>(tm.tm_year) + 1900 + (month >= 0 ? month / 12 : (month - 11) / 12);
+    month -= (month >= 0 ? month / 12 : (month - 11) / 12) * 12;
+    int64_t days = days_to_month(year, month + 1) + tm.tm_mday - 1;
+    return days * 86400 + static_cast<int64_t>(tm.tm_hour) * 3600 + static_cast<int64_t>(tm.tm_min) * 60 +
+           tm.tm_sec;
 }
+
+constexpr int64_t kFirstShownSecond = 0;                         // 1 January of the year 1, 00:00:00
+constexpr int64_t kLastShownSecond = 3652058LL * 86400 + 86399;  // 31 December 9999, 23:59:59
 
 bool is_day_number_layout(const FieldDesc& desc) { return desc.type == 'T' && dbf_wide_length(desc) == 8; }
 
@@ -155,7 +139,7 @@ char* render_date(DbfTable& table, int field, Rendering how) {
     char* value = value_buffer(table);
     bool datetime = table.fields[field].type == 'T';
     const DateMode mode = table.settings.date_mode;
-    if (dbf_field_time(table, field) == -1) {
+    if (!dbf_field_date_shown(table, field)) {
         // A key shows a blank date as wide as a rendered one.
         int blanks = datetime ? 19 : (mode != DateMode::Asis || how == Rendering::Key ? 10 : 8);
         std::memset(value, ' ', static_cast<size_t>(blanks));
@@ -343,14 +327,17 @@ std::tm dbf_field_date(DbfTable& table, int field) {
     return tm;
 }
 
-int64_t dbf_field_time(DbfTable& table, int field) {
-    std::tm tm = dbf_field_date(table, field);
-    tm.tm_isdst = 0;
-    time_t time = local_time_of(table, tm);
-    // Dates are shown only where a signed 32-bit time_t can hold them (December 1901
-    // to January 2038), whatever the width of this platform's time_t.
-    if (time == static_cast<time_t>(-1) || time < INT32_MIN || time > INT32_MAX) return -1;
-    return static_cast<int64_t>(time);
+bool dbf_field_date_shown(DbfTable& table, int field) {
+    // A year is stored in four digits, 0999 for 999: text whose first columns only
+    // read as a small number ("04/25/1989" as the year 4) is no date.
+    if (!is_day_number_layout(table.fields[field])) {
+        const uint8_t* year = dbf_field_width(table, field) >= 4 ? dbf_field_ptr(table, field, 4) : nullptr;
+        if (year == nullptr) return false;
+        for (int i = 0; i < 4; ++i)
+            if (year[i] < '0' || year[i] > '9') return false;
+    }
+    int64_t second = seconds_of(dbf_field_date(table, field));
+    return second >= kFirstShownSecond && second <= kLastShownSecond;
 }
 
 int dbf_display_width(const DbfTable& table, int field) {

@@ -206,9 +206,16 @@ bool dbf_store_datetime(DbfTable& table, int field, int year, int month, int day
                         int second) {
     if (!is_field(table, field)) return false;
     const FieldDesc& desc = table.fields[field];
+    // The digits hold four places of year and two of each other number, none of
+    // them negative; what they can't hold is not stored.
+    if (year < 0 || year > 9999) return false;
+    for (int part : {month, day, hour, minute, second})
+        if (part < 0 || part > 99) return false;
     if (desc.type == 'T' && dbf_wide_length(desc) == 8) {
-        // The month indexes the month lengths: outside 1..12 there is no day number.
+        // A day number names a day of the calendar: 30 February has none. Month and
+        // day must be real; hours and the rest may run over, and read back as stored.
         if (month < 1 || month > 12) return false;
+        if (day < 1 || day > kMonthDays[month - 1] + (month == 2 && is_leap_year(year) ? 1 : 0)) return false;
         int64_t milliseconds = (static_cast<int64_t>(second) + 60LL * minute + 3600LL * hour) * 1000;
         int64_t days = day;
         for (int m = 0; m < month - 1; ++m) days += kMonthDays[m] + (m == 1 && is_leap_year(year) ? 1 : 0);

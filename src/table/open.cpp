@@ -3,6 +3,7 @@
 // Opening a table and judging it. Header and descriptors are read as verbatim
 // images; the field offsets, the record count and, for an unknown signature, the
 // signature itself are worked out here rather than trusted.
+#include <cctype>
 #include <cstring>
 #include <strings.h>
 
@@ -23,6 +24,24 @@ bool is_known_type(char type) {
     return type == '\0' || std::strchr("CNFDLMTGYBI0", type) != nullptr;
 }
 
+// 0x0D ends the descriptors; old shapefile writers put 0x0A there instead.
+bool is_terminator(char byte) { return byte == '\x0D' || byte == '\x0A'; }
+
+// A header-only table: the 32-byte header and the terminator, perhaps one byte
+// more, and no descriptor. Shapefile writers make these for layers without
+// attributes; records, if any, are deletion marks alone.
+bool is_header_only(const DbfHeader& header) { return header.header_length == 33 || header.header_length == 34; }
+
+// True if `length` divides the bytes behind the header into whole records, or
+// does so but for one end mark 0x1A.
+bool whole_records(const File& file, int64_t size, int64_t data, int64_t length) {
+    if (length <= 0) return false;
+    int64_t rest = data % length;
+    if (rest == 0) return true;
+    uint8_t last = 0;
+    return rest == 1 && file.read_exactly(&last, 1, size - 1) && last == 0x1A;
+}
+
 }  // namespace
 
 void dbf_set_date_delimiter(DbfTable& table, char delimiter) {
@@ -39,9 +58,15 @@ void dbf_set_date_delimiter(DbfTable& table, char delimiter) {
 bool dbf_read_header(DbfTable& table) {
     table.status = 0;
     int64_t got = table.file.read_at(&table.header, sizeof(DbfHeader), 0);
-    if (!is_known_signature(table.header.signature)) table.status |= DBF_STATUS_BAD_SIGNATURE;
-    return got == static_cast<int64_t>(sizeof(DbfHeader)) && table.header.header_length >= 65 &&
-           table.header.record_length >= 2;
+    if (got != static_cast<int64_t>(sizeof(DbfHeader))) return false;
+    bool known = is_known_signature(table.header.signature);
+    if (!known) table.status |= DBF_STATUS_BAD_SIGNATURE;
+    if (is_header_only(table.header)) {
+        // Taken only when nothing else is in doubt: a known signature, the terminator.
+        char terminator = 0;
+        return known && table.file.read_exactly(&terminator, 1, sizeof(DbfHeader)) && is_terminator(terminator);
+    }
+    return table.header.header_length >= 65 && table.header.record_length >= 2;
 }
 
 bool dbf_read_fields(DbfTable& table) {
@@ -53,7 +78,7 @@ bool dbf_read_fields(DbfTable& table) {
     table.first_memo_field = -1;
     int64_t got = table.file.read_at(table.fields.data(), kDescriptorBytes, sizeof(DbfHeader));
     if (got > 0) {
-        if (table.fields[0].name[0] != '\x0D') {
+        if (!is_terminator(table.fields[0].name[0])) {
             for (int i = 0;; ++i) {
                 FieldDesc& field = table.fields[i];
                 balance += is_known_type(field.type) ? 1 : -1;
@@ -62,7 +87,7 @@ bool dbf_read_fields(DbfTable& table) {
                 offset += dbf_field_width(table, i);
                 ++table.field_count;
                 if (i + 1 == kMaxFields) break;
-                if (table.fields[i + 1].name[0] == '\x0D') break;
+                if (is_terminator(table.fields[i + 1].name[0])) break;
                 if (32 * (i + 1) > table.header.header_length) break;
             }
         }
@@ -84,8 +109,23 @@ bool dbf_read_fields(DbfTable& table) {
     // The count in the header is never used: the file size decides, with the
     // computed record length as divisor. A torn last record and the end mark vanish.
     int64_t size = table.file.size();
-    int64_t count = size < 0 ? 0 : (size - table.header.header_length) / offset;
+    int64_t data = size - table.header.header_length;
+    int64_t count = size < 0 ? 0 : data / offset;
     if (count < 0) count = 0;  // a file shorter than its header holds no records
+    // Records of a header-only table are their deletion marks alone; a last 0x1A is
+    // the end mark, not a record.
+    uint8_t last = 0;
+    if (is_header_only(table.header) && count > 0 && table.file.read_exactly(&last, 1, size - 1) && last == 0x1A)
+        --count;
+    // A header whose record length disagrees with the field widths is believed
+    // unless the file size sides with the widths: then records are read with the
+    // computed length, and /CHECK writes it back.
+    if (offset != table.header.record_length && offset <= kRecordBufferSize && data >= 0 && result &&
+        whole_records(table.file, size, data, offset) &&
+        !whole_records(table.file, size, data, table.header.record_length)) {
+        table.header.record_length = static_cast<uint16_t>(offset);
+        table.status |= DBF_STATUS_BAD_RECORD_LENGTH;
+    }
     if (count > INT32_MAX) count = INT32_MAX;
     table.header.record_count = static_cast<uint32_t>(count);
     return result;
@@ -154,7 +194,38 @@ MemoKind dbf_memo_kind(const DbfTable& table) {
 MemoKind dbf_bind_memo(DbfTable& table) {
     MemoKind kind = dbf_memo_kind(table);
     table.memo_path = dbf_memo_file_name(table.path, kind);
+    // Only a table with memo fields reads a memo file, and only an open one can look.
+    if (table.first_memo_field != -1 && table.file.is_open()) {
+        if (std::optional<std::string> found = dbf_find_memo_file(table.file.fs(), table.path, table.memo_path))
+            table.memo_path = *found;
+    }
     return kind;
+}
+
+std::optional<std::string> dbf_find_memo_file(const FileSystem& fs, const std::string& table_path,
+                                              const std::string& memo_path) {
+    if (fs.exists(memo_path)) return std::nullopt;
+    // The memo extension in the case of the table's: STAFF.DBF -> STAFF.DBT.
+    std::string table_name, table_extension, memo_name, memo_extension;
+    dbf_split_path(table_path, table_name, table_extension);
+    dbf_split_path(memo_path, memo_name, memo_extension);
+    std::string cased = memo_extension;
+    for (size_t i = 1; i < cased.size() && i < table_extension.size(); ++i) {
+        unsigned char model = static_cast<unsigned char>(table_extension[i]);
+        unsigned char c = static_cast<unsigned char>(cased[i]);
+        cased[i] = static_cast<char>(std::isupper(model) ? std::toupper(c) : std::islower(model) ? std::tolower(c) : c);
+    }
+    if (cased != memo_extension && fs.exists(memo_name + cased)) return memo_name + cased;
+    // Any name of the directory that differs from the memo file's in case alone;
+    // of several, the first in byte order, so that every run takes the same.
+    size_t slash = memo_path.rfind('/');
+    std::string directory = slash == std::string::npos ? "" : memo_path.substr(0, slash + 1);
+    std::string base = slash == std::string::npos ? memo_path : memo_path.substr(slash + 1);
+    std::optional<std::string> best;
+    for (const std::string& name : fs.list_directory(directory))
+        if (strcasecmp(name.c_str(), base.c_str()) == 0 && (!best || name < *best)) best = name;
+    if (!best) return std::nullopt;
+    return directory + *best;
 }
 
 const char* dbf_memo_family_name(MemoKind kind) {

@@ -27,6 +27,13 @@ $ a.dbf /? /h /COUNT
 > Unknown function: [h].
 > 3
 
+# --help as the only argument is the usage; with more behind it, a parameter.
+$ --help
+> TRUG Command Line utility. Version 1.05
+...
+$ --help a.dbf
+$ --version a.dbf
+
 # A table that can't be opened ends the run, after the tables before it.
 $ a.dbf nosuch.dbf b.dbf /COUNT
 > 3

@@ -1,8 +1,12 @@
 // tests/table/field_read_test.cpp
 #include <gtest/gtest.h>
 
+#include <cstdio>
+#include <cstdlib>
 #include <cstring>
+#include <ctime>
 #include <memory>
+#include <random>
 
 #include "support/cli.h"
 #include "support/engine.h"
@@ -82,11 +86,19 @@ const Shown kRenderings[] = {
     {"D sort-key mode shows the digits", {'D', 8}, "20010314", DateMode::Ymd, TrimMode::None, "20010314", Rendering::Key},
     {"blank D asis", {'D', 8}, "", DateMode::Asis, TrimMode::None, "        "},
     {"blank D dmy", {'D', 8}, "", DateMode::Dmy, TrimMode::All, k10},
-    {"D before 1901 is blank", {'D', 8}, "18991231", DateMode::Dmy, TrimMode::None, k10},
-    {"D 13 December 1901 is blank", {'D', 8}, "19011213", DateMode::Dmy, TrimMode::None, k10},
-    {"D 14 December 1901 shows", {'D', 8}, "19011214", DateMode::Dmy, TrimMode::None, "14.12.1901"},
-    {"D 19 January 2038 shows", {'D', 8}, "20380119", DateMode::Dmy, TrimMode::None, "19.01.2038"},
-    {"D 20 January 2038 is blank", {'D', 8}, "20380120", DateMode::Dmy, TrimMode::None, k10},
+    // Every date of the years 1 to 9999 shows; the numbers are carried over as a
+    // calendar carries them before the years are judged, and shown as stored.
+    {"D 1 January of the year 1 shows", {'D', 8}, "00010101", DateMode::Ymd, TrimMode::None, "0001.01.01"},
+    {"D of the year 0 is blank", {'D', 8}, "00001231", DateMode::Dmy, TrimMode::None, k10},
+    {"D day 0 of the year 1 is blank", {'D', 8}, "00010100", DateMode::Dmy, TrimMode::None, k10},
+    {"D 31 December 9999 shows", {'D', 8}, "99991231", DateMode::Dmy, TrimMode::None, "31.12.9999"},
+    {"D 32 December 9999 is blank", {'D', 8}, "99991232", DateMode::Dmy, TrimMode::None, k10},
+    {"D month 13 shows its numbers", {'D', 8}, "20011301", DateMode::Dmy, TrimMode::None, "01.13.2001"},
+    {"D month 13 of 9999 is blank", {'D', 8}, "99991301", DateMode::Dmy, TrimMode::None, k10},
+    {"D of another layout is blank", {'D', 10}, "04/25/1989", DateMode::Dmy, TrimMode::None, k10},
+    {"D whose year has a blank is blank", {'D', 8}, " 9990101", DateMode::Ymd, TrimMode::None, k10},
+    {"D month with a blank shows", {'D', 8}, "2001 301", DateMode::Ymd, TrimMode::None, "2001.03.01"},
+    {"D sort key of 1567", {'D', 8}, "15670704", DateMode::Dmy, TrimMode::None, "15670704", Rendering::Key},
     {"D 30 February keeps its digits", {'D', 8}, "20010230", DateMode::Dmy, TrimMode::None, "30.02.2001"},
     {"D short field lacks the day", {'D', 6}, "200103", DateMode::Dmy, TrimMode::None, "00.03.2001"},
 
@@ -96,11 +108,19 @@ const Shown kRenderings[] = {
     {"T asis shows stored bytes up to a zero", {'T', 8}, day_time(2451545, 0), DateMode::Asis, TrimMode::None, "Yh%"},
     {"T zero bytes asis", {'T', 8}, "", DateMode::Asis, TrimMode::None, k19},
     {"T zero bytes dmy", {'T', 8}, "", DateMode::Dmy, TrimMode::None, k19},
-    {"T last second of 32-bit time", {'T', 8}, day_time(2465443, 11647000), DateMode::Dmy, TrimMode::None,
-     "19.01.2038 03:14:07"},
-    {"T one second later is blank", {'T', 8}, day_time(2465443, 11648000), DateMode::Dmy, TrimMode::None, k19},
+    {"T 1 January of the year 1", {'T', 8}, day_time(1721426, 0), DateMode::Dmy, TrimMode::None,
+     "01.01.0001 00:00:00"},
+    {"T the day before is blank", {'T', 8}, day_time(1721425, 86399999), DateMode::Dmy, TrimMode::None, k19},
+    {"T 31 December 9999", {'T', 8}, day_time(5373484, 86399000), DateMode::Ymd, TrimMode::None,
+     "9999.12.31 23:59:59"},
     {"T past year 9999 is blank", {'T', 8}, day_time(5373485, 0), DateMode::Dmy, TrimMode::None, k19},
     {"T most negative day is blank", {'T', 8}, day_time(INT32_MIN, INT32_MIN), DateMode::Dmy, TrimMode::None, k19},
+    {"T largest day is blank", {'T', 8}, day_time(INT32_MAX, 0), DateMode::Dmy, TrimMode::None, k19},
+    {"T text the second before 1970", {'T', 14}, "19691231235959", DateMode::Dmy, TrimMode::None,
+     "31.12.1969 23:59:59"},
+    {"T text second 60 of 9999 is blank", {'T', 14}, "99991231235960", DateMode::Dmy, TrimMode::None, k19},
+    {"T text hour 24 shows its numbers", {'T', 14}, "20010314240000", DateMode::Dmy, TrimMode::None,
+     "14.03.2001 24:00:00"},
     {"T text ymd", {'T', 14}, "20010314123456", DateMode::Ymd, TrimMode::None, "2001.03.14 12:34:56"},
     {"blank T text", {'T', 14}, "", DateMode::Asis, TrimMode::None, k19},
 };
@@ -134,7 +154,58 @@ TEST(FieldRead, BlankDateDecodesToYearZero) {
     EXPECT_EQ(tm.tm_year, -1900);
     EXPECT_EQ(tm.tm_mon, -1);
     EXPECT_EQ(tm.tm_mday, 0);
-    EXPECT_EQ(dbf_field_time(*table, 0), -1);
+    EXPECT_FALSE(dbf_field_date_shown(*table, 0));
+}
+
+// Which dates show, against the C library's own calendar arithmetic: timegm carries
+// the numbers over as a calendar does, and the moment must fall in the years 1 to
+// 9999. The answer is the same in every time zone.
+TEST(FieldRead, DatesShowInTheYearsOneTo9999InEveryZone) {
+    ScratchDir dir;
+    TableImage image;
+    image.fields = {{"T", 'T', 14}};
+    std::mt19937 rng(34);
+    std::vector<std::string> stored = {"00010101000000", "00001231235959", "99991231235959", "99991231235960",
+                                       "19691231235959", "19011213204551", "20380119031408", "00000013000000",
+                                       "00011300000000", "99991300000000", "00010100000000", "99990000000000"};
+    for (int i = 0; i < 4000; ++i) {
+        char text[32];
+        int year = i % 2 ? static_cast<int>(rng() % 10000) : (i % 4 ? static_cast<int>(rng() % 3) : 9997 + static_cast<int>(rng() % 3));
+        std::snprintf(text, sizeof text, "%04d%02d%02d%02d%02d%02d", year, static_cast<int>(rng() % 100),
+                      static_cast<int>(rng() % 100), static_cast<int>(rng() % 100), static_cast<int>(rng() % 100),
+                      static_cast<int>(rng() % 100));
+        stored.push_back(text);
+    }
+    for (const std::string& text : stored) image.add({text});
+    dir.write("t.dbf", image.bytes());
+    std::unique_ptr<DbfTable> table = open_table(dir.file("t.dbf"));
+    ASSERT_TRUE(table);
+    std::tm first{}, last{};
+    first.tm_year = 1 - 1900;
+    first.tm_mday = 1;
+    last.tm_year = 9999 - 1900;
+    last.tm_mon = 11;
+    last.tm_mday = 31;
+    last.tm_hour = 23;
+    last.tm_min = 59;
+    last.tm_sec = 59;
+    const time_t lowest = timegm(&first), highest = timegm(&last);
+    const char* saved = std::getenv("TZ");
+    const std::string saved_zone = saved ? saved : "";
+    for (const char* zone : {"UTC", "XYZ5", "ABC-11"}) {
+        SCOPED_TRACE(zone);
+        setenv("TZ", zone, 1);
+        tzset();
+        for (size_t i = 0; i < stored.size(); ++i) {
+            ASSERT_TRUE(dbf_read_record(*table, static_cast<int32_t>(i)));
+            std::tm tm = dbf_field_date(*table, 0);
+            time_t moment = timegm(&tm);
+            ASSERT_EQ(dbf_field_date_shown(*table, 0), moment >= lowest && moment <= highest) << stored[i];
+        }
+    }
+    if (saved) setenv("TZ", saved_zone.c_str(), 1);
+    else unsetenv("TZ");
+    tzset();
 }
 
 TEST(FieldRead, NumbersByType) {
@@ -222,8 +293,8 @@ TEST(FieldRead, FieldsPastTheRecordBufferReadAsMissing) {
         EXPECT_EQ(dbf_field_number(*table, field), 0.0);
         EXPECT_EQ(dbf_field_atol(*table, field), 0);
     }
-    EXPECT_EQ(dbf_field_time(*table, 4), -1);
-    EXPECT_EQ(dbf_field_time(*table, 5), -1);
+    EXPECT_FALSE(dbf_field_date_shown(*table, 4));
+    EXPECT_FALSE(dbf_field_date_shown(*table, 5));
 }
 
 // A character field of the largest wide length fills the value buffer with its

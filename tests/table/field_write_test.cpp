@@ -92,7 +92,9 @@ TEST(FieldWrite, StoresNumbers) {
         SCOPED_TRACE(s.what);
         OneField t(s.field, s.before);
         ASSERT_TRUE(t.table);
-        (void)dbf_field_set(*t.table, 0, nullptr, s.number);
+        // A store says whether it stored: never something other than the value.
+        const std::string before = t.bytes(0);
+        EXPECT_EQ(dbf_field_set(*t.table, 0, nullptr, s.number), s.after != before);
         EXPECT_EQ(t.bytes(0), s.after);
         EXPECT_EQ(t.bytes(1), "zz");
     }
@@ -128,6 +130,12 @@ std::vector<TextStore> text_stores() {
     {"D dmy blanks blank the field", {'D', 8}, "19990101", DateMode::Dmy, "          ", "        "},
     {"D dmy day 0 blanks the field", {'D', 8}, "19990101", DateMode::Dmy, "00.03.2001", "        "},
     {"D dmy month 13 passes", {'D', 8}, "19990101", DateMode::Dmy, "14.13.2001", "20011314"},
+    {"D dmy 30 February passes", {'D', 8}, "19990101", DateMode::Dmy, "30.02.2001", "20010230"},
+    {"D dmy a year before 1000 keeps four digits", {'D', 8}, "19990101", DateMode::Dmy, "04.07.0999", "09990704"},
+    {"D dmy negative month stores nothing", {'D', 8}, "19990101", DateMode::Dmy, "14.-1.2001", "19990101"},
+    {"D ymd negative year stores nothing", {'D', 8}, "19990101", DateMode::Ymd, "-001.01.01", "19990101"},
+    {"T of 14 negative hour stores nothing", {'T', 14}, "19990101000000", DateMode::Dmy, "14.03.2001 -1:00:00",
+     "19990101000000"},
     {"T of 14 in mdy", {'T', 14}, "19990101000000", DateMode::Mdy, "03.14.2001 12:34:56", "20010314123456"},
     {"T of 14 in asis", {'T', 14}, "19990101000000", DateMode::Asis, "20010314123456", "20010314123456"},
     {"T of 8 in asis", {'T', 8}, "", DateMode::Asis, "20000101123456", day_and_ms(2451545, 45296000)},
@@ -137,6 +145,12 @@ std::vector<TextStore> text_stores() {
      day_and_ms(7, 7)},
     {"T of 8 with day 0 blanks", {'T', 8}, day_and_ms(7, 7), DateMode::Asis, "20000100000000",
      std::string(8, '\0')},
+    {"T of 8, 29 February of a leap year", {'T', 8}, "", DateMode::Asis, "20000229000000", day_and_ms(2451604, 0)},
+    {"T of 8, 29 February of a common year stores nothing", {'T', 8}, day_and_ms(7, 7), DateMode::Asis,
+     "20010229000000", day_and_ms(7, 7)},
+    {"T of 8, 31 April stores nothing", {'T', 8}, day_and_ms(7, 7), DateMode::Dmy, "31.04.2001 00:00:00",
+     day_and_ms(7, 7)},
+    {"T of 8, the year 1", {'T', 8}, "", DateMode::Asis, "00010101000000", day_and_ms(1721426, 0)},
     {"G takes no text", {'G', 10}, "         3", DateMode::Asis, "picture", "         3"},
     {"system field takes nothing", {'0', 2}, "ab", DateMode::Asis, "xy", "ab"},
     };
@@ -147,7 +161,8 @@ TEST(FieldWrite, StoresTexts) {
         SCOPED_TRACE(s.what);
         OneField t(s.field, s.before, s.date_mode);
         ASSERT_TRUE(t.table);
-        (void)dbf_field_set(*t.table, 0, s.text, 99);
+        const std::string before = t.bytes(0);
+        EXPECT_EQ(dbf_field_set(*t.table, 0, s.text, 99), s.after != before);
         EXPECT_EQ(t.bytes(0), s.after);
         EXPECT_EQ(t.bytes(1), "zz");
     }
@@ -176,11 +191,15 @@ TEST(FieldWrite, CalendarValuesThatHaveNoStoredForm) {
         {"T of 8, year beyond the 32-bit day number", {'T', 8}, day_and_ms(7, 7), 2000000000, 1, 1},
         {"D, five-digit year", {'D', 8}, "19990101", 12345, 1, 1},
         {"T of 14, three-digit day", {'T', 14}, "19990101000000", 2001, 1, 100},
+        {"D, negative year", {'D', 8}, "19990101", -1, 1, 1},
+        {"D, negative day", {'D', 8}, "19990101", 2001, 1, -3},
+        {"T of 8, day 32", {'T', 8}, day_and_ms(7, 7), 2001, 1, 32},
+        {"T of 8, negative year", {'T', 8}, day_and_ms(7, 7), -4, 1, 1},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.what);
         OneField t(c.field, c.before);
-        (void)dbf_store_datetime(*t.table, 0, c.year, c.month, c.day, 0, 0, 0);
+        EXPECT_FALSE(dbf_store_datetime(*t.table, 0, c.year, c.month, c.day, 0, 0, 0));
         EXPECT_EQ(t.bytes(0), c.before);
     }
 }

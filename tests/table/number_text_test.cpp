@@ -9,15 +9,9 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <ctime>
-#include <memory>
 #include <random>
 #include <string>
 
-#include "support/cli.h"
-#include "support/engine.h"
-#include "support/table_builder.h"
-#include "table/dbf.h"
 #include "table/number_text.h"
 
 namespace {
@@ -151,47 +145,4 @@ TEST(NumberText, AtolAsTheLibrary) {
     long value;
     EXPECT_TRUE(number_atol("        17", value));
     EXPECT_TRUE(number_atol("          ", value));
-}
-
-// Dates go through a memo of mktime results: it must answer as mktime does, and
-// forget its answers when the zone changes.
-TEST(NumberText, DateTimesFollowTheZone) {
-    ScratchDir dir;
-    TableImage image;
-    image.fields = {{"T", 'T', 14}};
-    std::mt19937 rng(34);
-    std::vector<std::string> stored;
-    for (int i = 0; i < 3000; ++i) {
-        char text[32];
-        std::snprintf(text, sizeof text, "%04d%02d%02d%02d%02d%02d", 1895 + static_cast<int>(rng() % 150),
-                      static_cast<int>(rng() % 14), static_cast<int>(rng() % 33), static_cast<int>(rng() % 25),
-                      static_cast<int>(rng() % 61), static_cast<int>(rng() % 61));
-        stored.push_back(text);
-        image.add({text});
-    }
-    image.add({"19691231235959"});  // -1 from mktime under UTC: can't be shown
-    stored.push_back("19691231235959");
-    dir.write("t.dbf", image.bytes());
-    std::unique_ptr<DbfTable> table = open_table(dir.file("t.dbf"));
-    ASSERT_TRUE(table);
-    const char* saved = std::getenv("TZ");
-    std::string saved_zone = saved ? saved : "";
-    for (const char* zone : {"UTC", "XYZ5", "UTC"}) {
-        SCOPED_TRACE(zone);
-        setenv("TZ", zone, 1);
-        tzset();
-        for (int pass = 0; pass < 2; ++pass) {
-            for (size_t i = 0; i < stored.size(); ++i) {
-                ASSERT_EQ(dbf_read_record(*table, static_cast<int32_t>(i)), 1);
-                std::tm tm = dbf_field_date(*table, 0);
-                tm.tm_isdst = 0;
-                time_t expected = std::mktime(&tm);
-                if (expected < INT32_MIN || expected > INT32_MAX) expected = -1;
-                ASSERT_EQ(dbf_field_time(*table, 0), static_cast<int64_t>(expected)) << stored[i];
-            }
-        }
-    }
-    if (saved) setenv("TZ", saved_zone.c_str(), 1);
-    else unsetenv("TZ");
-    tzset();
 }

@@ -158,8 +158,75 @@ TEST(OpenTable, DescriptorAreaStartingWithTheTerminatorHasNoFields) {
     auto table = open_image(dir, bytes);
     ASSERT_NE(table, nullptr);
     EXPECT_EQ(table->field_count, 0);
-    EXPECT_EQ(table->status, DBF_STATUS_BAD_FIELD_TYPES);
+    // The file holds whole records of 1 byte, not of the header's 2: read by 1.
+    EXPECT_EQ(table->status, DBF_STATUS_BAD_FIELD_TYPES | DBF_STATUS_BAD_RECORD_LENGTH);
+    EXPECT_EQ(table->header.record_length, 1);
     EXPECT_EQ(dbf_record_count(*table), 5);  // the divisor is 1
+}
+
+// Headers other programs write: descriptors ended by 0x0A, tables of a header and a
+// terminator alone, record lengths that disagree with the fields.
+TEST(OpenTable, HeadersOfOtherWriters) {
+    struct Case {
+        const char* what;
+        std::string bytes;
+        bool opens;
+        int fields = 0;
+        int records = 0;
+        int record_length = 0;
+        uint32_t status = 0;
+    };
+    auto header = [](uint8_t signature, uint16_t header_length, uint16_t record_length, uint32_t count) {
+        std::string h(32, '\0');
+        h[0] = static_cast<char>(signature);
+        std::string c = le32(static_cast<int32_t>(count));
+        h.replace(4, 4, c);
+        h.replace(8, 2, le16(header_length));
+        h.replace(10, 2, le16(record_length));
+        return h;
+    };
+    const std::string id = descriptor("ID", 'N', 3);
+    const std::string name = descriptor("NAME", 'C', 4);
+    const uint32_t no_fields = DBF_STATUS_BAD_FIELD_TYPES;
+    const Case kCases[] = {
+        {"0x0A ends the descriptors", header(0x03, 97, 8, 2) + id + name + "\x0A" + "   1abcd   2efgh\x1A", true, 2, 2, 8},
+        {"0x0A ends a single descriptor", header(0x03, 65, 4, 2) + id + "\x0A" + "   1   2", true, 1, 2, 4},
+        {"header only, 33 bytes", header(0x03, 33, 1, 0) + "\x0D", true, 0, 0, 1, no_fields},
+        {"header only, ended by 0x0A", header(0x03, 33, 1, 0) + "\x0A", true, 0, 0, 1, no_fields},
+        {"header only with the end mark", header(0x03, 33, 1, 0) + "\x0D\x1A", true, 0, 0, 1, no_fields},
+        {"header only, record length 0 read as 1", header(0x03, 33, 0, 0) + "\x0D", true, 0, 0, 1,
+         no_fields | DBF_STATUS_BAD_RECORD_LENGTH},
+        {"header only, header length 34", header(0x03, 34, 1, 0) + "\x0D\x00", true, 0, 0, 1, no_fields},
+        {"header only with deletion marks", header(0x03, 33, 1, 3) + "\x0D  *\x1A", true, 0, 3, 1, no_fields},
+        {"header only, one mark, no end mark", header(0x03, 33, 1, 1) + "\x0D ", true, 0, 1, 1, no_fields},
+        {"header only needs the terminator", header(0x03, 33, 1, 0) + " ", false},
+        {"header only needs a known signature", header(0x99, 33, 1, 0) + "\x0D", false},
+        {"header only needs its 33rd byte", header(0x03, 33, 1, 0), false},
+        {"header length 35 is still refused", header(0x03, 35, 1, 0) + "\x0D\x00\x00", false},
+        {"record length of the fields where the size agrees", header(0x03, 97, 7, 2) + id + name + "\x0D" +
+         "   1abcd   2efgh\x1A", true, 2, 2, 8, DBF_STATUS_BAD_RECORD_LENGTH},
+        {"... without the end mark", header(0x03, 97, 7, 2) + id + name + "\x0D" + "   1abcd   2efgh", true, 2, 2,
+         8, DBF_STATUS_BAD_RECORD_LENGTH},
+        {"the header's where the size fits both", header(0x03, 97, 4, 2) + id + name + "\x0D" + "   1abcd   2efgh",
+         true, 2, 2, 4},
+        {"the header's where the size fits neither", header(0x03, 97, 9, 2) + id + name + "\x0D" +
+         "   1abcd   2efghxyz", true, 2, 2, 9},
+        {"the header's where only it fits", header(0x03, 97, 9, 2) + id + name + "\x0D" + "   1abcdx   2efghx",
+         true, 2, 2, 9},
+        {"no records: the header's", header(0x03, 97, 9, 0) + id + name + "\x0D", true, 2, 0, 9},
+    };
+    for (const Case& c : kCases) {
+        SCOPED_TRACE(c.what);
+        ScratchDir dir;
+        auto table = open_image(dir, c.bytes);
+        ASSERT_EQ(table != nullptr, c.opens);
+        if (!table) continue;
+        EXPECT_EQ(table->field_count, c.fields);
+        EXPECT_EQ(dbf_record_count(*table), c.records);
+        EXPECT_EQ(table->header.record_length, c.record_length);
+        EXPECT_EQ(table->status, c.status);
+        EXPECT_EQ(dir.read("t.dbf"), c.bytes);  // nothing is written at open
+    }
 }
 
 TEST(OpenTable, WideCharacterFieldPushesTheNextOffset) {

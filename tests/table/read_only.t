@@ -1,6 +1,7 @@
 # Root's files are read-only to an unprivileged user: whatever the command, the
 # table and its memo file stay byte for byte as they were, nothing is left behind,
-# and the run ends normally.
+# a memo text that can't be written is said to be so, and the run ends normally but
+# for listing targets that can't be opened.
 
 table r.dbf sig=99 flags=1 cp=65: NAME C 6, N N 3, NOTE M 10
   memo fpt 64
@@ -16,9 +17,13 @@ nobody$ r.dbf /PACK /PACK:memo /TRUNC:1 /ZAP /CDX /CPZERO /CHECK /SORT:NAME /MAK
 > Can't create "x.dbf"
 > Can't open x.htm
 > Can't open new.txt
+[1]
 same r.dbf r.fpt x.htm
 no r.tmp r.~pt new.txt
 nobody$ r.dbf /FIELD:N=5 /UPDATE /APPEND /APPEND:3 /FIELD:NOTE="x" /APPEND /UPDATE +s.dbf /DELETE:1 /DELETE:all /RECALL:all
+> Value not stored: NOTE
+> Value not stored: NOTE, record 1
+> Value not stored: NOTE, record 2
 same r.dbf r.fpt
 
 chmod 777 .

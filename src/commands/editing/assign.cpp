@@ -14,6 +14,11 @@
 // /UPDATE applies the list to records in the file, /APPEND adds records, and
 // +file.dbf adds the records of another table by field names. Every record goes to
 // the file by itself, so a write that fails costs that record and no other.
+//
+// Nothing is stored as something it is not. A value its field can't hold (a number
+// too wide, a date the digits can't take) leaves the field as it was and draws a
+// line naming the field; a record of /UPDATE whose list failed (an unknown field, a
+// value that can't be worked out) is not written at all, and a line names it.
 #include "commands/editing/assign.h"
 
 #include <algorithm>
@@ -43,12 +48,37 @@ int append_count(const char* text) {
 }
 
 // One record of /UPDATE. A record that cannot be read is not touched: the buffer
-// would hold another record's bytes.
+// would hold another record's bytes. Nor is one whose assignment list failed: the
+// record is changed as the list says or not at all.
 void update_record(Pass& pass, int32_t position) {
     if (!dbf_read_record(pass.table, position)) return;
-    apply_field_text(pass);
+    const int32_t number = position + 1;  // as the user counts, and as /RANGE: takes it
+    if (!apply_field_text(pass, number)) {
+        pass.out.print("Record %d not updated\n", number);
+        return;
+    }
     // A record that can't be written keeps its old values; the update goes on.
     (void)dbf_write_record(pass.table, position);
+}
+
+// Stores a value into the field of the record buffer. A value the field can't hold
+// leaves the field as it was, and says so: with the record's number under /UPDATE.
+void store_value(Pass& pass, int field, const char* text, double number, int32_t record) {
+    DbfTable& table = pass.table;
+    const int width = dbf_field_width(table, field);
+    const uint8_t* bytes = dbf_field_ptr(table, field, width);
+    std::vector<uint8_t> old;
+    if (bytes != nullptr) old.assign(bytes, bytes + width);
+    // Blank first: a text shorter than the field leaves no rest of the old one behind.
+    dbf_field_blank(table, field);
+    if (dbf_field_set(table, field, text, number)) return;
+    if (uint8_t* back = dbf_field_ptr(table, field, width); back != nullptr && !old.empty())
+        std::memcpy(back, old.data(), old.size());
+    const std::string name = dbf_field_name(table, field);
+    if (record > 0)
+        pass.out.print("Value not stored: %s, record %d\n", name.c_str(), record);
+    else
+        pass.out.print("Value not stored: %s\n", name.c_str());
 }
 
 // The source field's value as the pair of text and number that a store takes.
@@ -127,7 +157,7 @@ void cmd_field(Pass& pass, const char* text) {
     pass.run.field_text = std::string(text);
 }
 
-bool apply_field_text(Pass& pass) {
+bool apply_field_text(Pass& pass, int32_t record) {
     if (!pass.run.field_text) return false;
     DbfTable& table = pass.table;
     bool result = true;
@@ -160,22 +190,24 @@ bool apply_field_text(Pass& pass) {
 
         int32_t numeric = 0;
         const int fits = cond_substitute_fields(table, value, work.get(), kWorkSize, &numeric) != COND_TOO_LONG;
-        dbf_field_blank(table, field);  // the old value has been read by now
         if (!fits) {
             // The value with the record's values in it does not fit the working
             // buffer; a piece of it is not stored.
+            dbf_field_blank(table, field);
             pass.out.print("Error in: %s\n", work.get());
             result = false;
         } else if (dbf_field_is_numeric(table, field)) {
             const double number = calc_evaluate(work.get(), &ok);
             if (ok) {
-                (void)dbf_field_set(table, field, nullptr, number);  // what does not fit stays blank
+                store_value(pass, field, nullptr, number, record);
             } else {
+                // A new record of /APPEND keeps the field blank; /UPDATE writes nothing.
+                dbf_field_blank(table, field);
                 pass.out.print("Error in: %s\n", work.get());
                 result = false;
             }
         } else {
-            (void)dbf_field_set(table, field, work.get(), 0.0);  // what does not fit stays blank
+            store_value(pass, field, work.get(), 0.0, record);
         }
     }
     return result;
@@ -207,7 +239,7 @@ void cmd_append(Pass& pass, const char* text) {
         else count = append_count(text + 1);
     }
     if (!blank && pass.run.field_text && !field_text_fits(pass)) return;
-    if (!blank && pass.run.field_text) (void)apply_field_text(pass);  // its messages said what failed
+    if (!blank && pass.run.field_text) (void)apply_field_text(pass, 0);  // its messages said what failed
     // A count of 0 or below adds nothing.
     for (int i = 0; i < count; ++i) {
         if (!dbf_append_record(pass.table, blank)) break;

@@ -8,8 +8,11 @@
 // Keeps the assignment list for the /UPDATE and /APPEND behind it.
 void cmd_field(Pass& pass, const char* text);
 // Applies the assignment list to the record buffer (under /UTF8 converted to the
-// table's code page first); false if any assignment failed (each failure has said so).
-bool apply_field_text(Pass& pass);
+// table's code page first); false if any assignment failed (each failure has said
+// so). `record` is the number, from 1, of the record under /UPDATE that messages
+// name, or 0 for a new record. A value its field can't hold is no failure: the
+// field keeps what it held, and a message names the field.
+bool apply_field_text(Pass& pass, int32_t record);
 // Applies the list to every visible record, or to those of /RANGE:.
 void cmd_update(Pass& pass);
 // /APPEND[:N|:blank]: adds records holding the assignments, or blank ones.

@@ -201,6 +201,7 @@ void cmd_select(Pass& pass, const char* text) {
         File opened = pass.run.fs.open_append(*output.file_name);
         if (!opened.is_open()) {
             pass.out.print("Can't open %s\n", output.file_name->c_str());
+            pass.run.output_failed = true;
             return;
         }
         fresh = opened.size() == 0;
@@ -209,7 +210,10 @@ void cmd_select(Pass& pass, const char* text) {
     const std::vector<std::string> names = listed_names(table, utf8);
     std::unique_ptr<ListingSink> sink =
         make_sink(ListingContext{pass, fields, names, utf8, fresh}, file ? *file : pass.out);
-    if (!sink->begin()) return;
+    if (!sink->begin()) {
+        pass.run.output_failed = true;
+        return;
+    }
 
     // HTML converts its cells itself, after the mark-up.
     Renderer renderer(pass, *sink, fields, output.kind == OutputKind::Html ? nullptr : utf8);
@@ -220,4 +224,5 @@ void cmd_select(Pass& pass, const char* text) {
             if (position < dbf_record_count(table)) renderer.record(position);
     }
     sink->end();
+    if (file && !file->flush()) pass.run.output_failed = true;
 }

@@ -40,8 +40,9 @@ class TableSink : public ListingSink {
     }
 
     void close_record() override {
-        // A target that takes no record shows it by its count; the listing goes on.
-        (void)dbf_append_record(*target_, false);
+        // A target that takes no record shows it by its count; the listing goes on,
+        // and the run ends with status 1.
+        if (!dbf_append_record(*target_, false)) c_.pass.run.output_failed = true;
     }
 
     void end() override { dbf_close(*target_); }

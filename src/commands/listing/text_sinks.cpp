@@ -2,18 +2,23 @@
 //
 // The plain-text targets: the screen and text files (a line of "value|" cells per
 // record, or a block of "NAME      |value" lines in the fields layout), SQL insert
-// statements and program scripts. Quotes inside values are written as they are;
-// values keep their padding. Memo texts are cut into lines at runs of CR and LF,
-// so empty lines vanish.
+// statements and program scripts. Values keep their padding. In SQL the quote that
+// encloses a value is doubled inside it, names that are keywords or no plain
+// identifiers stand in double quotes, and NaN or an infinity is NULL; in
+// program scripts quotes are written as they are. Memo texts are cut into lines at
+// runs of CR and LF, so empty lines vanish.
 #include <algorithm>
+#include <cmath>
 #include <cstring>
 #include <string_view>
 
 #include "commands/listing/sink.h"
+#include "text/sql.h"
 
 namespace {
 
-bool is_true_letter(char letter) { return letter == 'T' || letter == 'Y'; }
+// Logicals are true as T or Y in either case, as every reader of these files takes them.
+bool is_true_letter(char letter) { return letter == 'T' || letter == 'Y' || letter == 't' || letter == 'y'; }
 
 bool is_date_type(char type) { return type == 'D' || type == 'T'; }
 
@@ -112,13 +117,13 @@ class SqlSink : public ListingSink {
 
     void open_record() override {
         const DbfTable& table = c_.pass.table;
-        out_.write("insert into \"");
-        out_.write(table.path);
-        out_.write("\" (");
+        out_.write("insert into ");
+        out_.write(sql_quoted(table.path, '"'));
+        out_.write(" (");
         const char* separator = "";
         for (int32_t field : c_.fields) {
             out_.write(separator);
-            out_.write(c_.names[field]);
+            out_.write(sql_name(c_.names[field]));
             separator = ", ";
         }
         out_.write(" ) values (");
@@ -128,15 +133,17 @@ class SqlSink : public ListingSink {
         const DbfTable& table = c_.pass.table;
         const char type = table.fields[field].type;
         if (dbf_field_is_numeric(table, field)) {
-            out_.write(text);
+            // SQL has no number for NaN or the infinities.
+            out_.write(std::isfinite(dbf_field_number(c_.pass.table, field)) ? text : "NULL");
         } else if (is_date_type(type)) {
             put_quoted(text);
         } else if (c_.pass.run.settings.memo_as_text && dbf_field_is_memo(table, field)) {
             // The text in single quotes, each of its lines closed by a line feed.
             bool first = true;
             for_each_memo_line(memo, [&](const char* line) {
-                if (first) out_.put('\'');
-                out_.write(line);
+                std::string quoted = sql_quoted(line, '\'');
+                quoted.pop_back();  // the literal goes on over the lines
+                out_.write(first ? std::string_view(quoted) : std::string_view(quoted).substr(1));
                 out_.put('\n');
                 first = false;
             });
@@ -154,11 +161,7 @@ class SqlSink : public ListingSink {
     void end() override {}
 
   private:
-    void put_quoted(const char* value) {
-        out_.put('"');
-        out_.write(value);
-        out_.put('"');
-    }
+    void put_quoted(const char* value) { out_.write(sql_quoted(value, '"')); }
 
     ListingContext c_;
     OutStream& out_;

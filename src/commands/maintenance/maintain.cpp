@@ -6,7 +6,10 @@
 // it was and says nothing: the table's state tells.
 #include "commands/maintenance/maintain.h"
 
+#include <cerrno>
+#include <climits>
 #include <cstdlib>
+#include <optional>
 #include <strings.h>
 #include <vector>
 
@@ -25,12 +28,31 @@ void cmd_pack(Pass& pass, const char* text) {
     (void)dbf_pack(pass.table, mode);
 }
 
+namespace {
+
+// A whole number: an optional sign and digits, nothing else; held to the int range.
+std::optional<int32_t> whole_number(const char* text) {
+    const char* digits = (*text == '+' || *text == '-') ? text + 1 : text;
+    if (*digits < '0' || *digits > '9') return std::nullopt;
+    for (const char* p = digits; *p != '\0'; ++p)
+        if (*p < '0' || *p > '9') return std::nullopt;
+    errno = 0;
+    long long value = std::strtoll(text, nullptr, 10);
+    if (errno == ERANGE || value > INT32_MAX) return INT32_MAX;
+    if (value < INT32_MIN) return INT32_MIN;
+    return static_cast<int32_t>(value);
+}
+
+}  // namespace
+
 void cmd_trunc(Pass& pass, const char* text) {
-    if (*text == '\0') {
+    std::optional<int32_t> count = whole_number(text);
+    if (!count) {
         pass.out.write("Parameter required for trunc...\n");
         return;
     }
-    (void)dbf_truncate(pass.table, std::atoi(text));
+    // A negative count names no record to cut at: nothing changes.
+    (void)dbf_truncate(pass.table, *count);
 }
 
 void cmd_zap(Pass& pass) { (void)dbf_zap(pass.table); }
@@ -46,9 +68,17 @@ void cmd_make(Pass& pass, const char* text) {
     FileSystem& fs = pass.run.fs;
     MemoKind kind = dbf_bind_memo(current);
     // Creating empties the named file and its memo file: never the table's own.
-    if (fs.same_file(text, current.path) || fs.same_file(dbf_memo_file_name(text, kind), current.memo_path)) {
+    const std::string memo = dbf_memo_file_name(text, kind);
+    if (fs.same_file(text, current.path) || fs.same_file(memo, current.memo_path)) {
         pass.out.print("Can't create \"%s\"\n", text);
         return;
+    }
+    // Nor another file: what stands under either name stays, and the user decides.
+    for (const std::string& name : {std::string(text), memo}) {
+        if (fs.exists(name) && (name == text || current.first_memo_field != -1)) {
+            pass.out.print("File \"%s\" exists, not created\n", name.c_str());
+            return;
+        }
     }
     // The table's own descriptors stay as they are, so that they go on describing
     // its file; the new table gets normalised copies.

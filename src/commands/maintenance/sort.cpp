@@ -1,8 +1,8 @@
 // commands/maintenance/sort.cpp
 //
 // /SORT: writes the records in sorted order into a new table, then swaps files: the
-// table becomes NAME.bak and the sorted copy takes its name, both in the working
-// directory next to the copy NAME.tmp. The swap comes only after the copy has been
+// table becomes NAME.bak and the sorted copy NAME.tmp takes its name, both in the
+// table's directory. The swap comes only after the copy has been
 // checked complete, and a rename that fails is undone, so the table's path holds
 // either the original or the whole sorted copy.
 //
@@ -21,11 +21,13 @@
 
 namespace {
 
-// The base name of `path` (directories dropped) with another extension.
-std::string base_with(const std::string& path, const char* extension) {
+// The table's path with another extension: its directory stays, and the extension
+// is what follows the last '.' of its file name.
+std::string beside(const std::string& path, const char* extension) {
     size_t slash = path.rfind('/');
-    std::string base = slash == std::string::npos ? path : path.substr(slash + 1);
-    return base + extension;
+    size_t dot = path.rfind('.');
+    if (dot == std::string::npos || (slash != std::string::npos && dot < slash)) dot = path.size();
+    return path.substr(0, dot) + extension;
 }
 
 // The temporary file of a sort, removed unless it became the table.
@@ -101,10 +103,8 @@ void cmd_sort(Pass& pass, const char* text) {
     }
     dbf_clear_filter(current);  // the file is sorted whole, whatever view stood
 
-    std::string name, extension;
-    dbf_split_path(current.path, name, extension);
-    const std::string temp_path = base_with(name, ".tmp");
-    const std::string backup = base_with(name, ".bak");
+    const std::string temp_path = beside(current.path, ".tmp");
+    const std::string backup = beside(current.path, ".bak");
 
     if (fs.same_file(temp_path, current.path)) {
         pass.out.print("Can't create \"%s\"\n", temp_path.c_str());

@@ -28,6 +28,8 @@
 #include <optional>
 #include <strings.h>
 
+#include "text/sql.h"
+
 namespace {
 
 enum class StructForm { Screen, Text, Sql, Table, Script, Fox };
@@ -115,8 +117,10 @@ void write_text_row(OutStream& out, const DbfTable& table, int field, const Show
         out.print("%-*s %-11s %5d\n", width, name.text.c_str(), dbf_type_name(table, field), desc.length);
 }
 
-void write_sql_row(OutStream& out, const DbfTable& table, int field, const ShownName& name, bool last) {
+void write_sql_row(OutStream& out, const DbfTable& table, int field, const ShownName& shown, bool last) {
     const FieldDesc& desc = table.fields[field];
+    // Quotes take a byte a character: the bytes beyond the characters stay as they were.
+    const ShownName name{sql_name(shown.text), shown.extra};
     const int width = 11 + name.extra;
     const std::string type = sql_type_name(table, field);
     if (is_n_or_f(desc) && desc.decimals != 0)
@@ -220,7 +224,7 @@ void cmd_struct(Pass& pass, const char* text) {
             for (int i = 0; i < count; ++i) write_text_row(out, table, i, shown(i));
             break;
         case StructForm::Sql:
-            out.print("CREATE TABLE \"%s\" (\n", table.path.c_str());
+            out.print("CREATE TABLE %s (\n", sql_quoted(table.path, '"').c_str());
             for (int i = 0; i < count; ++i) write_sql_row(out, table, i, shown(i), i == count - 1);
             out.write("\t);\n\n");
             break;
@@ -239,4 +243,5 @@ void cmd_struct(Pass& pass, const char* text) {
             out.write("\t)\n\n");
             break;
     }
+    if (file && !file->flush()) pass.run.output_failed = true;
 }

@@ -1,6 +1,7 @@
 # Values go out as they are stored: quotes, percent signs and high bytes untouched
-# in every target; only HTML escapes, and the code page changes where the target
-# and the table differ (/ANSI says the table's texts are ANSI; /OEM undoes it).
+# in every target; only HTML escapes, SQL doubles the quote that encloses a value,
+# and the code page changes where the target and the table differ (/ANSI says the
+# table's texts are ANSI; /OEM undoes it). A logical stored as y is true.
 
 table v.dbf: C C 8, L L 1
   row 5%d"'<&|T
@@ -14,9 +15,9 @@ $ v.dbf /S:* /OUT:x.sql /S:* /OUT:x.htm /S:*
 >         |y|
 >         | |
 file x.sql
-> insert into "v.dbf" (C, L ) values ("5%d"'<& ", TRUE );
+> insert into "v.dbf" (C, L ) values ("5%d""'<& ", TRUE );
 > insert into "v.dbf" (C, L ) values ("\xC0\xFF      ", TRUE ); (esc)
-> insert into "v.dbf" (C, L ) values ("        ", FALSE);
+> insert into "v.dbf" (C, L ) values ("        ", TRUE );
 > insert into "v.dbf" (C, L ) values ("        ", FALSE);
 file x.htm
 > <table width="100%" border="1" cellspacing="1" cellpadding="1">
@@ -36,7 +37,7 @@ file x.fox
 > 	L with .T.
 > append blank
 > replace ;
-> 	L with .F.
+> 	L with .T.
 > append blank
 > replace ;
 > 	L with .F.

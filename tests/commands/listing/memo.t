@@ -35,7 +35,7 @@ file x.sql
 > insert into "t.dbf" (M, A ) values ('', "b ");
 > insert into "t.dbf" (M, A ) values ('x\x1Ay (esc)
 > ', "c ");
-> insert into "t.dbf" (M, A ) values ('5% "q" 'x' <a@b.c>
+> insert into "t.dbf" (M, A ) values ('5% "q" ''x'' <a@b.c>
 > ', "d ");
 $ t.dbf /MEMO:text /OUT:x.prg /RANGE:1-2 /S:M;A /OUT:x.htm /RANGE:all /RANGE:1,4 /S:M
 file x.prg

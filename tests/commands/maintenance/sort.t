@@ -1,6 +1,6 @@
 # /SORT: rewrites the table in the order of its keys, deleted records included,
-# through a temporary copy; the original becomes the backup t.bak in the current
-# directory. Whatever goes wrong, the table stays whole.
+# through a temporary copy; the original becomes the backup t.bak beside it.
+# Whatever goes wrong, the table stays whole.
 
 table t.dbf: NAME C 6, N N 3
   row pear|2
@@ -46,3 +46,22 @@ $ z.dbf /SORT:NAME
 same z.dbf
 no z.tmp
 
+# Two tables of one name in two directories keep a backup each, beside the table;
+# a backup in the working directory is none of theirs.
+table a/t.dbf: NAME C 6, N N 3
+  row pear|2
+  row fig|1
+table b.d/t.dbf: NAME C 6, N N 3
+  row plum|1
+  row date|2
+file t.bak
+> an older backup
+$ a/t.dbf b.d/t.dbf /SORT:NAME /S:NAME
+> fig   |
+> pear  |
+> date  |
+> plum  |
+copy a/t.dbf a/t.bak
+copy b.d/t.dbf b.d/t.bak
+same t.bak
+no t.tmp a/t.tmp b.d/t.tmp b.bak

@@ -56,7 +56,8 @@ $ t.dbf t.dbf /STRUCT:nodir/r.txt /COUNT
 [1]
 
 # One field of each kind. The text report gives N and F their decimals; a C field
-# wider than 255 shows its length byte; names of 9, 10 and 11 characters line up.
+# wider than 255 shows its length byte; names of 9, 10 and 11 characters line up;
+# in SQL a keyword for a name stands in double quotes.
 table k.dbf: QTY N 4, Z N 0, RATE F 9.3, WHEN D 8.8, WIDE C 300, OK L 1, NOTE M 10, STAMP T 8, PRICE Y 8.4, DBL B 8, DBL3 B 8.3, BLOB B 10, ABCDEFGHI C 2, ABCDEFGHIJ C 2, ABCDEFGHIJK C 2
 $ k.dbf /STRUCT /STRUCT:r.sql /STRUCT:r.prg
 ...
@@ -81,7 +82,7 @@ file r.sql
 > 	QTY         Numeric(4),
 > 	Z           Numeric(0),
 > 	RATE        Float(9,3),
-> 	WHEN        Date,
+> 	"WHEN"      Date,
 > 	WIDE        Character(44),
 > 	OK          Boolean,
 > 	NOTE        Blob(0,1),
