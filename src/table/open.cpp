@@ -153,7 +153,11 @@ MemoKind dbf_memo_kind(const DbfTable& table) {
 
 MemoKind dbf_bind_memo(DbfTable& table) {
     MemoKind kind = dbf_memo_kind(table);
-    table.memo_path = dbf_memo_file_name(table.path, kind);
+    std::string path = dbf_memo_file_name(table.path, kind);
+    if (path != table.memo_path) {
+        dbf_memo_release(table);
+        table.memo_path = std::move(path);
+    }
     return kind;
 }
 
@@ -169,9 +173,10 @@ const char* dbf_memo_family_name(MemoKind kind) {
 }
 
 OpenFailure dbf_open_into(DbfTable& table, FileSystem& fs, const std::string& path) {
+    dbf_memo_release(table);
+    table.read_cache.reset();
     table.file = fs.open(path);
     if (!table.file.is_open()) return OpenFailure::CantOpen;
-    table.read_cache.reset();
     if (!dbf_read_header(table)) return OpenFailure::InvalidHeader;
     if (!dbf_read_fields(table)) return OpenFailure::InvalidFields;
     table.path = path;
@@ -189,6 +194,7 @@ std::unique_ptr<DbfTable> dbf_open(FileSystem& fs, const std::string& path, Open
 
 void dbf_close(DbfTable& table) {
     if (!table.file.is_open()) return;
+    dbf_memo_release(table);
     table.read_cache.reset();
     table.file.close();
     table.record.clear();

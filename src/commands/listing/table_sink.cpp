@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "commands/listing/sink.h"
+#include "table/record_writer.h"
 
 namespace {
 
@@ -24,6 +25,7 @@ class TableSink : public ListingSink {
             c_.pass.out.print("Can't open %s\n", name.c_str());
             return false;
         }
+        appender_.emplace(*target_);
         return true;
     }
 
@@ -41,10 +43,14 @@ class TableSink : public ListingSink {
 
     void close_record() override {
         // A target that takes no record shows it by its count; the listing goes on.
-        (void)dbf_append_record(*target_, false);
+        (void)appender_->add();
     }
 
-    void end() override { dbf_close(*target_); }
+    void end() override {
+        (void)appender_->finish();  // the target's header tells what arrived
+        appender_.reset();
+        dbf_close(*target_);
+    }
 
   private:
     // Creates the target with the selected fields of the current table. Nothing is
@@ -80,6 +86,7 @@ class TableSink : public ListingSink {
 
     ListingContext c_;
     std::unique_ptr<DbfTable> target_;
+    std::optional<RecordAppender> appender_;  // while the target is open
 };
 
 }  // namespace
