@@ -407,6 +407,28 @@ TEST(Listing, MemoTextEdgeCases) {
     EXPECT_EQ(dir.run({"t.dbf", "/MEMO:text", "/S:M", "/MEMO", "/S:M"}).out, "|\nFull memo |\n");
 }
 
+// The memo file stays open through a run: a pack that replaces it and an append
+// that writes to it are seen by the listings behind them.
+TEST(Listing, MemoTextsFollowTheMemoFileThroughAPackAndAnAppend) {
+    MemoTable m;
+    m.table.signature = 0xF5;
+    m.table.fields = {{"A", 'C', 1}, {"M", 'M', 10}};
+    m.table.add({"x", std::to_string(m.memo.add("gone with its record"))}, true);
+    m.table.add({"y", std::to_string(m.memo.add("first"))});
+    m.table.add({"z", std::to_string(m.memo.add("second"))});
+    ScratchDir dir;
+    dir.write("t.dbf", m.table.bytes());
+    dir.write("t.fpt", m.memo.bytes());
+    RunResult r = dir.run({"t.dbf", "/MEMO:text", "/S:M", "/PACK", "/S:M", "/FIELD:A=\"w\";M=\"third\"", "/APPEND",
+                           "/S:A;M", "+t.dbf", "/COUNT", "/S:M"});
+    EXPECT_EQ(r.out,
+              "gone with its record|\nfirst|\nsecond|\n"
+              "first|\nsecond|\n"
+              "y|first|\nz|second|\nw|third|\n"
+              "6\n"
+              "first|\nsecond|\nthird|\nfirst|\nsecond|\nthird|\n");
+}
+
 // ---- The export loop in process, for record lists ------------------------------------
 
 TEST(Listing, RangesPickRecordsInListOrder) {
