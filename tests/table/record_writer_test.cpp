@@ -112,7 +112,9 @@ TEST(RecordAppender, AFailingDiskNeverLeavesACountedRecordWithoutItsText) {
                 EXPECT_EQ(std::string(dbf_field_raw_text(*after, 0)), std::to_string(1000 + r - 3));
                 EXPECT_EQ(dbf_memo_read(*after, 1), "text " + std::to_string(r - 3)) << r;
             }
-            if (through) EXPECT_EQ(count, 13);
+            if (through) {
+                EXPECT_EQ(count, 13);
+            }
         }
         EXPECT_TRUE(through);
     }

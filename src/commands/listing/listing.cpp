@@ -7,10 +7,12 @@
 // so a second listing or the next table's pass adds to what is there.
 #include "commands/listing/listing.h"
 
+#include <algorithm>
 #include <cstring>
 #include <strings.h>
 
 #include "commands/listing/sink.h"
+#include "table/field_render.h"
 #include "text/codepage.h"
 
 namespace {
@@ -51,30 +53,115 @@ std::unique_ptr<ListingSink> make_sink(ListingContext context, OutStream& out) {
     return nullptr;
 }
 
-// One record through the sink.
-void render_record(Pass& pass, ListingSink& sink, const std::vector<int32_t>& fields, int32_t position) {
-    DbfTable& table = pass.table;
-    const bool html = pass.run.output.kind == OutputKind::Html;
-    // A failed read leaves the record before it in the buffer; that is rendered.
-    (void)dbf_read_record(table, position);
-    sink.open_record();
-    const size_t count = fields.size();
-    for (size_t i = 0; i < count; ++i) {
-        const int field = fields[i];
-        std::optional<std::string> memo;
-        if (pass.run.settings.memo_as_text && dbf_field_is_memo(table, field)) {
-            memo = dbf_memo_read(table, field);
-            table.value[0] = '\0';
-        } else {
-            dbf_field_text(table, field);
-        }
-        char* text = memo ? memo->data() : table.value.data();
-        // Listings are OEM text; only HTML converts, the other way, after its mark-up.
-        if (table.settings.ansi_text && !html) convert_ansi_to_oem(table, text);
-        sink.value(field, text, memo, i + 1 == count);
+// Byte ranges of the record buffer, merged where they touch, looked through for
+// NUL and CR bytes eight at a time.
+class ByteScan {
+  public:
+    void add(std::pair<size_t, size_t> range) {
+        if (range.first < range.second) ranges_.push_back(range);
     }
-    sink.close_record();
-}
+    void merge() {
+        std::sort(ranges_.begin(), ranges_.end());
+        std::vector<std::pair<size_t, size_t>> merged;
+        for (const auto& r : ranges_) {
+            if (!merged.empty() && r.first <= merged.back().second)
+                merged.back().second = std::max(merged.back().second, r.second);
+            else
+                merged.push_back(r);
+        }
+        ranges_ = std::move(merged);
+    }
+    // Whether the ranges of `bytes` hold a NUL, and whether they hold a CR.
+    void look(const uint8_t* bytes, bool& nul, bool& cr) const {
+        constexpr uint64_t kOnes = 0x0101010101010101u, kHighs = 0x8080808080808080u;
+        constexpr uint64_t kCrs = 0x0D0D0D0D0D0D0D0Du;
+        auto has_zero = [](uint64_t x) { return ((x - kOnes) & ~x & kHighs) != 0; };
+        for (const auto& [first, last] : ranges_) {
+            size_t i = first;
+            for (; i + 8 <= last; i += 8) {
+                uint64_t word;
+                std::memcpy(&word, bytes + i, 8);
+                nul = nul || has_zero(word);
+                cr = cr || has_zero(word ^ kCrs);
+            }
+            for (; i < last; ++i) {
+                nul = nul || bytes[i] == 0;
+                cr = cr || bytes[i] == '\r';
+            }
+        }
+    }
+
+  private:
+    std::vector<std::pair<size_t, size_t>> ranges_;
+};
+
+// The walk of one listing: every field rendered (table/field_render.h), a memo
+// under /MEMO:text read whole, each converted to OEM text where the table is ANSI,
+// and the record handed to the sink.
+class Walk {
+  public:
+    Walk(Pass& pass, ListingSink& sink, const std::vector<int32_t>& fields)
+        : table_(pass.table), sink_(sink),
+          // Listings are OEM text; only HTML converts, the other way, after its mark-up.
+          to_oem_(table_.settings.ansi_text && pass.run.output.kind != OutputKind::Html) {
+        const bool memo_as_text = pass.run.settings.memo_as_text;
+        const size_t count = fields.size();
+        renderers_.reserve(count);
+        values_.resize(count);
+        memos_.resize(count);
+        converted_.resize(count);
+        for (size_t i = 0; i < count; ++i) {
+            renderers_.emplace_back(table_, fields[i]);
+            values_[i].field = fields[i];
+            memo_.push_back(memo_as_text && dbf_field_is_memo(table_, fields[i]));
+            scan_.add(renderers_.back().raw_range());
+        }
+        scan_.merge();
+        // Character sets of the settings file may turn any byte into a CR.
+        any_cr_ = to_oem_ && table_.settings.conversion != nullptr;
+    }
+
+    void record(int32_t position) {
+        // A failed read leaves the record before it in the buffer; that is rendered.
+        (void)dbf_read_record(table_, position);
+        bool nul = false, cr = false;
+        scan_.look(table_.record.data(), nul, cr);
+        facts_.may_hold_cr = any_cr_ || cr;
+        const size_t count = values_.size();
+        for (size_t i = 0; i < count; ++i) {
+            FieldValue& value = values_[i];
+            if (memo_[i]) {
+                std::optional<std::string>& memo = memos_[i];
+                memo = dbf_memo_read(table_, value.field);
+                table_.value[0] = '\0';
+                if (memo && to_oem_) convert_ansi_to_oem(table_, memo->data());
+                value.text = memo ? std::string_view(*memo) : std::string_view();
+                value.memo = memo.has_value();
+                continue;
+            }
+            value.text = renderers_[i].render(table_, nul);
+            if (to_oem_) {
+                converted_[i].assign(value.text);
+                convert_ansi_to_oem(table_, converted_[i].data());
+                value.text = converted_[i];
+            }
+        }
+        sink_.record(values_, facts_);
+    }
+
+  private:
+    DbfTable& table_;
+    ListingSink& sink_;
+    const bool to_oem_;
+    bool any_cr_ = false;
+    std::vector<FieldRenderer> renderers_;
+    std::vector<bool> memo_;  // fields read as memo texts
+    ByteScan scan_;           // the bytes the renderings take as they are
+    std::vector<FieldValue> values_;
+    std::vector<std::optional<std::string>> memos_;
+    std::vector<std::string> converted_;
+    RecordFacts facts_;
+};
 
 }  // namespace
 
@@ -121,11 +208,12 @@ void cmd_select(Pass& pass, const char* text) {
     std::unique_ptr<ListingSink> sink = make_sink(ListingContext{pass, fields}, file ? *file : pass.out);
     if (!sink->begin()) return;
 
+    Walk walk(pass, *sink, fields);
     if (!pass.run.ranges) {
-        for (int32_t i = 0; i < dbf_record_count(table); ++i) render_record(pass, *sink, fields, i);
+        for (int32_t i = 0; i < dbf_record_count(table); ++i) walk.record(i);
     } else {
         for (int32_t position : *pass.run.ranges)
-            if (position < dbf_record_count(table)) render_record(pass, *sink, fields, position);
+            if (position < dbf_record_count(table)) walk.record(position);
     }
     sink->end();
 }

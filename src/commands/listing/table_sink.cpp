@@ -29,19 +29,18 @@ class TableSink : public ListingSink {
         return true;
     }
 
-    void open_record() override { dbf_blank_record(*target_); }
-
-    void value(int field, const char* text, const std::optional<std::string>&, bool) override {
+    void record(const std::vector<FieldValue>& values, const RecordFacts&) override {
         DbfTable& source = c_.pass.table;
         DbfTable& target = *target_;
-        int index = dbf_find_field(target, dbf_field_name(source, field).c_str());
-        if (index < 0) return;
-        // The source field alone decides whether a number goes along.
-        double number = dbf_field_is_numeric(source, field) ? dbf_field_number(source, field) : 0.0;
-        (void)dbf_field_set(target, index, text, number);  // what does not fit stays blank
-    }
-
-    void close_record() override {
+        dbf_blank_record(target);
+        for (const FieldValue& value : values) {
+            const int index = target_field(value.field);
+            if (index < 0) continue;
+            // The source field alone decides whether a number goes along.
+            double number = dbf_field_is_numeric(source, value.field) ? dbf_field_number(source, value.field) : 0.0;
+            text_.assign(value.text);  // the stores take a C string
+            (void)dbf_field_set(target, index, text_.c_str(), number);  // what does not fit stays blank
+        }
         // A target that takes no record shows it by its count; the listing goes on.
         (void)appender_->add();
     }
@@ -53,6 +52,14 @@ class TableSink : public ListingSink {
     }
 
   private:
+    // The target's field of the source field's name, found once; -1 if it has none.
+    int target_field(int source_field) {
+        if (target_fields_.empty()) target_fields_.assign(static_cast<size_t>(c_.pass.table.field_count), -2);
+        int& index = target_fields_[static_cast<size_t>(source_field)];
+        if (index == -2) index = dbf_find_field(*target_, dbf_field_name(c_.pass.table, source_field).c_str());
+        return index;
+    }
+
     // Creates the target with the selected fields of the current table. Nothing is
     // made if its memo file would be the current table's own, which creation empties.
     void create_target(const std::string& path) {
@@ -87,6 +94,8 @@ class TableSink : public ListingSink {
     ListingContext c_;
     std::unique_ptr<DbfTable> target_;
     std::optional<RecordAppender> appender_;  // while the target is open
+    std::vector<int> target_fields_;          // by source field; -2 until looked up
+    std::string text_;
 };
 
 }  // namespace
