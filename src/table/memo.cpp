@@ -476,11 +476,12 @@ size_t dbf_memo_waiting(const MemoFile& memo) { return memo.pending.size(); }
 
 bool dbf_memo_flush(MemoFile& memo) {
     if (memo.pending.empty()) return true;
-    std::vector<uint8_t> texts;
-    texts.swap(memo.pending);
     const int64_t start = memo.pending_start;
+    const int64_t written = own_write(memo, memo.pending.data(), memo.pending.size(), start);
+    const bool complete = written == static_cast<int64_t>(memo.pending.size());
+    memo.pending.clear();  // its room stays for the next texts
     memo.pending_start = -1;
-    if (own_write(memo, texts.data(), texts.size(), start) != static_cast<int64_t>(texts.size())) {
+    if (!complete) {
         // The header on disk still names the old next free block: appends start there again.
         memo.known = false;
         return false;

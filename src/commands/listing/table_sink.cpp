@@ -7,6 +7,7 @@
 // numeric target takes the source's number. Dates pass between the tables as text,
 // rendered by one and parsed by the other in the same date mode.
 #include <algorithm>
+#include <cstring>
 #include <vector>
 
 #include "commands/listing/sink.h"
@@ -26,20 +27,32 @@ class TableSink : public ListingSink {
             return false;
         }
         appender_.emplace(*target_);
+        // The blank record, kept: every record starts as a copy of it. Blanking
+        // touches the fields alone, and nothing else of the buffer changes while
+        // the listing runs.
+        DbfTable& target = *target_;
+        dbf_blank_record(target);
+        size_t span = target.header.record_length;
+        for (int field = 0; field < target.field_count; ++field)
+            span = std::max(span, static_cast<size_t>(target.fields[static_cast<size_t>(field)].record_offset) +
+                                      static_cast<size_t>(dbf_field_width(target, field)));
+        span = std::min(span, target.record.size());
+        blank_.assign(target.record.begin(), target.record.begin() + static_cast<std::ptrdiff_t>(span));
         return true;
     }
 
     void record(const std::vector<FieldValue>& values, const RecordFacts&) override {
         DbfTable& source = c_.pass.table;
         DbfTable& target = *target_;
-        dbf_blank_record(target);
+        if (!blank_.empty()) std::memcpy(target.record.data(), blank_.data(), blank_.size());
         for (const FieldValue& value : values) {
-            const int index = target_field(value.field);
-            if (index < 0) continue;
-            // The source field alone decides whether a number goes along.
-            double number = dbf_field_is_numeric(source, value.field) ? dbf_field_number(source, value.field) : 0.0;
+            const Pairing& pairing = pairing_of(value.field);
+            if (pairing.index < 0) continue;
+            // The source field alone decides whether a number goes along; only a
+            // numeric target takes it.
+            double number = pairing.number ? dbf_field_number(source, value.field) : 0.0;
             text_.assign(value.text);  // the stores take a C string
-            (void)dbf_field_set(target, index, text_.c_str(), number);  // what does not fit stays blank
+            (void)dbf_field_set(target, pairing.index, text_.c_str(), number);  // what does not fit stays blank
         }
         // A target that takes no record shows it by its count; the listing goes on.
         (void)appender_->add();
@@ -52,12 +65,23 @@ class TableSink : public ListingSink {
     }
 
   private:
-    // The target's field of the source field's name, found once; -1 if it has none.
-    int target_field(int source_field) {
-        if (target_fields_.empty()) target_fields_.assign(static_cast<size_t>(c_.pass.table.field_count), -2);
-        int& index = target_fields_[static_cast<size_t>(source_field)];
-        if (index == -2) index = dbf_find_field(*target_, dbf_field_name(c_.pass.table, source_field).c_str());
-        return index;
+    // Where a source field's values go.
+    struct Pairing {
+        int index = -2;       // the target's field of the same name, -1 if none; -2 until found
+        bool number = false;  // the value goes along as a number too
+    };
+
+    const Pairing& pairing_of(int source_field) {
+        const DbfTable& source = c_.pass.table;
+        if (pairings_.empty()) pairings_.resize(static_cast<size_t>(source.field_count));
+        Pairing& pairing = pairings_[static_cast<size_t>(source_field)];
+        if (pairing.index == -2) {
+            pairing.index = dbf_find_field(*target_, dbf_field_name(source, source_field).c_str());
+            const char type = pairing.index >= 0 ? target_->fields[static_cast<size_t>(pairing.index)].type : '\0';
+            pairing.number = dbf_field_is_numeric(source, source_field) && type != '\0' &&
+                             std::strchr("BFNIY", type) != nullptr;
+        }
+        return pairing;
     }
 
     // Creates the target with the selected fields of the current table. Nothing is
@@ -94,7 +118,8 @@ class TableSink : public ListingSink {
     ListingContext c_;
     std::unique_ptr<DbfTable> target_;
     std::optional<RecordAppender> appender_;  // while the target is open
-    std::vector<int> target_fields_;          // by source field; -2 until looked up
+    std::vector<Pairing> pairings_;           // by source field
+    std::vector<uint8_t> blank_;
     std::string text_;
 };
 
