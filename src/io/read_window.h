@@ -43,6 +43,12 @@ class ReadWindow {
     // Writes `count` bytes at `offset` through `file`, the File the window reads,
     // and keeps the window true; the bytes written, or -1.
     [[nodiscard]] int64_t write(File& file, const void* data, size_t count, int64_t offset);
+    // Asks the processor to fetch the window's byte at `offset`, if the window holds
+    // it, ahead of a read; a walk out of order calls it for the reads to come.
+    void prefetch(int64_t offset) const {
+        if (start_ >= 0 && offset >= start_ && offset < start_ + static_cast<int64_t>(length_))
+            __builtin_prefetch(bytes_.get() + (offset - start_));
+    }
     // Drops the contents and the watch; the next read starts afresh.
     void forget();
     // Sets the largest file read whole.
@@ -55,7 +61,10 @@ class ReadWindow {
 
     FileSystem* fs_ = nullptr;  // the one the watch is registered with
     FileWatch watch_;
-    std::unique_ptr<uint8_t[]> bytes_;
+    struct Release {
+        void operator()(uint8_t* bytes) const;
+    };
+    std::unique_ptr<uint8_t, Release> bytes_;
     size_t capacity_ = 0;
     int64_t start_ = -1;     // file offset of bytes_[0]; -1 while empty
     size_t length_ = 0;      // valid bytes

@@ -251,6 +251,9 @@ uint8_t dbf_header_year(int years_since_1900);
 // Writes `count` bytes at `offset` of the table file, keeping the read window true;
 // the bytes written, or -1.
 [[nodiscard]] int64_t dbf_write_bytes(DbfTable& table, const void* data, size_t count, int64_t offset);
+// Fetches the visible record `position` towards the processor if the read window
+// holds it: a hint for a walk out of file order, given a few records ahead.
+void dbf_prefetch_record(DbfTable& table, int32_t position);
 // Sets the largest table file that a walk out of file order reads whole.
 void dbf_set_whole_read_limit(DbfTable& table, size_t bytes);
 

@@ -79,6 +79,12 @@ int64_t dbf_write_bytes(DbfTable& table, const void* data, size_t count, int64_t
 
 void dbf_set_whole_read_limit(DbfTable& table, size_t bytes) { window_of(table).set_whole_limit(bytes); }
 
+void dbf_prefetch_record(DbfTable& table, int32_t position) {
+    if (!table.read_cache || !table.order_index) return;  // in file order the window reads ahead
+    const int64_t offset = dbf_seek_record(table, position);
+    if (offset >= 0) table.read_cache->window.prefetch(offset);
+}
+
 bool dbf_read_record(DbfTable& table, int32_t position) {
     return read_at(table, dbf_seek_record(table, position));
 }
