@@ -125,6 +125,10 @@ struct DbfTable {
     std::array<FieldDesc, kMaxFields> fields{};
     uint16_t field_count = 0;
     int32_t first_memo_field = -1;
+    // The file holds more records than a position names (INT32_MAX): the table
+    // reads as its first INT32_MAX records and is never rewritten as a whole, nor
+    // given a header that would count fewer records than the file holds.
+    bool partial = false;
     std::vector<uint8_t> record;  // kRecordBufferSize bytes once the descriptors are accepted
     std::vector<char> value;      // kValueBufferSize bytes; the one place a rendered value lives
     TableSettings settings;
@@ -243,7 +247,8 @@ bool dbf_recall_record(DbfTable& table, int32_t position);
 uint8_t dbf_header_year(int years_since_1900);
 // Stamps today's date, writes the header and the end mark behind the last record.
 [[nodiscard]] bool dbf_write_header(DbfTable& table);
-// Stamps today's date and writes the 32-byte header alone; true if all of it was written.
+// Stamps today's date and writes the 32-byte header alone; true if all of it was
+// written. A partial table's header is never written.
 [[nodiscard]] bool dbf_write_header_image(DbfTable& table);
 // Reads `count` bytes at `offset` of the table file through its read window (see
 // io/read_window.h) into `out`; the bytes that arrived, or -1.
@@ -372,5 +377,6 @@ void dbf_fill_field(FieldDesc& desc, const char* name, char type, uint16_t wide)
 [[nodiscard]] bool dbf_truncate(DbfTable& table, int32_t count);
 // Takes every record off.
 [[nodiscard]] bool dbf_zap(DbfTable& table);
-// Closes the gaps of deleted records, rebuilds the memo file, or both.
+// Closes the gaps of deleted records, rebuilds the memo file, or both; a partial
+// table is refused.
 [[nodiscard]] bool dbf_pack(DbfTable& table, PackMode mode);

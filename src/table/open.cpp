@@ -86,6 +86,7 @@ bool dbf_read_fields(DbfTable& table) {
     int64_t size = table.file.size();
     int64_t count = size < 0 ? 0 : (size - table.header.header_length) / offset;
     if (count < 0) count = 0;  // a file shorter than its header holds no records
+    table.partial = count > INT32_MAX;
     if (count > INT32_MAX) count = INT32_MAX;
     table.header.record_count = static_cast<uint32_t>(count);
     return result;

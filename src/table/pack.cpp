@@ -182,6 +182,7 @@ bool rebuild_memo(DbfTable& table) {
 }  // namespace
 
 bool dbf_pack(DbfTable& table, PackMode mode) {
+    if (table.partial) return false;  // the records past the last position would be lost
     if (mode == PackMode::All || mode == PackMode::Records) {
         if (!compact_records(table)) return false;
     }

@@ -130,6 +130,7 @@ uint8_t dbf_header_year(int years_since_1900) {
 }
 
 bool dbf_write_header_image(DbfTable& table) {
+    if (table.partial) return false;
     std::time_t now = std::time(nullptr);
     std::tm local{};
     localtime_r(&now, &local);
