@@ -144,6 +144,13 @@ bool number_is_printed_form(const char* text, int width, int decimals) {
     const int whole_length = static_cast<int>(whole_end - p);
     if (whole_length == 0 || (whole_length > 1 && *p == '0') || whole_length + decimals > kExactDigits) return false;
     if (p > text && p[-1] == '-') --p;
+    // Blanks in front, eight at a time where there are that many.
+    constexpr uint64_t kBlanks = 0x2020202020202020u;
+    for (; p - text >= 8; p -= 8) {
+        uint64_t word;
+        std::memcpy(&word, p - 8, 8);
+        if (word != kBlanks) return false;
+    }
     while (p > text)
         if (*--p != ' ') return false;
     return true;

@@ -106,15 +106,12 @@ class Walk {
           to_oem_(table_.settings.ansi_text && pass.run.output.kind != OutputKind::Html) {
         const bool memo_as_text = pass.run.settings.memo_as_text;
         const size_t count = fields.size();
-        renderers_.reserve(count);
+        columns_.reserve(count);
         values_.resize(count);
-        memos_.resize(count);
-        converted_.resize(count);
         for (size_t i = 0; i < count; ++i) {
-            renderers_.emplace_back(table_, fields[i]);
+            columns_.emplace_back(table_, fields[i], memo_as_text && dbf_field_is_memo(table_, fields[i]));
             values_[i].field = fields[i];
-            memo_.push_back(memo_as_text && dbf_field_is_memo(table_, fields[i]));
-            scan_.add(renderers_.back().raw_range());
+            scan_.add(columns_.back().renderer.raw_range());
         }
         scan_.merge();
         // Character sets of the settings file may turn any byte into a CR.
@@ -130,8 +127,9 @@ class Walk {
         const size_t count = values_.size();
         for (size_t i = 0; i < count; ++i) {
             FieldValue& value = values_[i];
-            if (memo_[i]) {
-                std::optional<std::string>& memo = memos_[i];
+            Column& column = columns_[i];
+            if (column.memo) {
+                std::optional<std::string>& memo = column.memo_text;
                 memo = dbf_memo_read(table_, value.field);
                 table_.value[0] = '\0';
                 if (memo && to_oem_) convert_ansi_to_oem(table_, memo->data());
@@ -139,27 +137,33 @@ class Walk {
                 value.memo = memo.has_value();
                 continue;
             }
-            value.text = renderers_[i].render(table_, nul);
+            value.text = column.renderer.render(table_, nul);
             if (to_oem_) {
-                converted_[i].assign(value.text);
-                convert_ansi_to_oem(table_, converted_[i].data());
-                value.text = converted_[i];
+                column.converted.assign(value.text);
+                convert_ansi_to_oem(table_, column.converted.data());
+                value.text = column.converted;
             }
         }
         sink_.record(values_, facts_);
     }
 
   private:
+    // One selected field and the room its value takes.
+    struct Column {
+        Column(const DbfTable& table, int field, bool memo) : renderer(table, field), memo(memo) {}
+        FieldRenderer renderer;
+        bool memo;  // read as a memo text
+        std::optional<std::string> memo_text;
+        std::string converted;
+    };
+
     DbfTable& table_;
     ListingSink& sink_;
     const bool to_oem_;
     bool any_cr_ = false;
-    std::vector<FieldRenderer> renderers_;
-    std::vector<bool> memo_;  // fields read as memo texts
-    ByteScan scan_;           // the bytes the renderings take as they are
+    std::vector<Column> columns_;
+    ByteScan scan_;  // the bytes the renderings take as they are
     std::vector<FieldValue> values_;
-    std::vector<std::optional<std::string>> memos_;
-    std::vector<std::string> converted_;
     RecordFacts facts_;
 };
 

@@ -7,6 +7,7 @@
 #pragma once
 
 #include <cstdint>
+#include <cstring>
 #include <memory>
 #include <optional>
 #include <string>
@@ -46,6 +47,32 @@ class ListingSink {
     virtual void record(const std::vector<FieldValue>& values, const RecordFacts& facts) = 0;
     // What stands behind the records.
     virtual void end() = 0;
+};
+
+// Writes a record's pieces straight into a stream's buffer, in room made once for
+// the most the record can take; what was written joins the stream when it goes.
+class InPlace {
+  public:
+    InPlace(OutStream& out, size_t most) : out_(out), p_(out.room(most)) {}
+    ~InPlace() { out_.commit(p_); }
+    InPlace(const InPlace&) = delete;
+    InPlace& operator=(const InPlace&) = delete;
+
+    void put(char c) { *p_++ = c; }
+    void write(std::string_view text) {
+        if (!text.empty()) std::memcpy(p_, text.data(), text.size());
+        p_ += text.size();
+    }
+    // A literal: its length is known where it is written.
+    template <size_t N>
+    void write(const char (&text)[N]) {
+        std::memcpy(p_, text, N - 1);
+        p_ += N - 1;
+    }
+
+  private:
+    OutStream& out_;
+    char* p_;
 };
 
 // The row of "value|" cells (or "NAME      |value" lines) of the screen and text files.

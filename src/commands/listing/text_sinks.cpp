@@ -177,43 +177,53 @@ class SqlSink : public ListingSink {
     bool begin() override { return true; }
 
     void record(const std::vector<FieldValue>& values, const RecordFacts&) override {
-        out_.write(statement_);
-        const char* separator = "";
+        // Room for the most a record can take: a memo's lines each add a line feed.
+        size_t most = statement_.size() + 8;
+        for (const FieldValue& value : values) most += 2 * value.text.size() + 8;
+        InPlace line(out_, most);
+        line.write(statement_);
+        bool first_value = true;
         for (const FieldValue& value : values) {
-            out_.write(separator);
-            separator = ", ";
+            if (!first_value) line.write(", ");
+            first_value = false;
             const FieldFacts& f = facts_[static_cast<size_t>(value.field)];
             std::string_view text = value.text;
             if (f.numeric) {
-                out_.write(text);
+                line.write(text);
             } else if (f.date) {
-                put_quoted(text);
+                put_quoted(line, text);
             } else if (memo_as_text_ && f.memo) {
                 // The text in single quotes, each of its lines closed by a line feed.
                 bool first = true;
-                for_each_memo_line(value.memo ? text : std::string_view(), [&](std::string_view line) {
-                    if (first) out_.put('\'');
-                    out_.write(line);
-                    out_.put('\n');
+                for_each_memo_line(value.memo ? text : std::string_view(), [&](std::string_view memo_line) {
+                    if (first) line.put('\'');
+                    line.write(memo_line);
+                    line.put('\n');
                     first = false;
                 });
-                out_.write(first ? "''" : "'");
+                if (first)
+                    line.write("''");
+                else
+                    line.put('\'');
             } else if (f.logical) {
-                out_.write(is_true_letter(text.empty() ? '\0' : text[0]) ? "TRUE " : "FALSE");
+                if (is_true_letter(text.empty() ? '\0' : text[0]))
+                    line.write("TRUE ");
+                else
+                    line.write("FALSE");
             } else {
-                put_quoted(text);
+                put_quoted(line, text);
             }
         }
-        out_.write(");\n");
+        line.write(");\n");
     }
 
     void end() override {}
 
   private:
-    void put_quoted(std::string_view value) {
-        out_.put('"');
-        out_.write(value);
-        out_.put('"');
+    static void put_quoted(InPlace& out, std::string_view value) {
+        out.put('"');
+        out.write(value);
+        out.put('"');
     }
 
     ListingContext c_;
@@ -234,42 +244,55 @@ class ProgramSink : public ListingSink {
     }
 
     void record(const std::vector<FieldValue>& values, const RecordFacts&) override {
-        out_.write("append blank\nreplace ;\n");
-        for (size_t i = 0; i < values.size(); ++i) value(values[i], i + 1 == values.size());
+        // Room for the most a record can take: a memo's lines each add 30 bytes
+        // of mark-up, and each holds a byte at least and a line end behind it.
+        size_t most = 32;
+        for (const FieldValue& value : values)
+            most += facts_[static_cast<size_t>(value.field)].name.size() + value.text.size() + 64 +
+                    (value.memo ? 16 * value.text.size() : 0);
+        InPlace line(out_, most);
+        line.write("append blank\nreplace ;\n");
+        for (size_t i = 0; i < values.size(); ++i) value(line, values[i], i + 1 == values.size());
     }
 
     void end() override { out_.print("use\t&&\t%s\n\n", c_.pass.table.path.c_str()); }
 
   private:
-    void value(const FieldValue& value, bool last) {
+    void value(InPlace& line, const FieldValue& value, bool last) {
         const FieldFacts& f = facts_[static_cast<size_t>(value.field)];
         const std::string_view text = value.text;
-        out_.put('\t');
-        out_.write(f.name);
+        line.put('\t');
+        line.write(f.name);
         if (f.numeric) {
-            out_.write(" with ");
-            out_.write(text);
+            line.write(" with ");
+            line.write(text);
         } else if (f.date) {
-            out_.write(" with ctod(\"");
-            out_.write(text);
-            out_.write("\")");
+            line.write(" with ctod(\"");
+            line.write(text);
+            line.write("\")");
         } else if (f.memo) {
             // Without /MEMO:text there is no memo text, and the field gets "".
-            out_.write(" with ;\n");
-            for_each_memo_line(value.memo ? text : std::string_view(), [&](std::string_view line) {
-                out_.write("\t\t\"");
-                out_.write(line);
-                out_.write("\" + chr(13) + chr(10) +;\n");
+            line.write(" with ;\n");
+            for_each_memo_line(value.memo ? text : std::string_view(), [&](std::string_view memo_line) {
+                line.write("\t\t\"");
+                line.write(memo_line);
+                line.write("\" + chr(13) + chr(10) +;\n");
             });
-            out_.write("\t\t\"\"");
+            line.write("\t\t\"\"");
         } else if (f.logical) {
-            out_.write(is_true_letter(text.empty() ? '\0' : text[0]) ? " with .T." : " with .F.");
+            if (is_true_letter(text.empty() ? '\0' : text[0]))
+                line.write(" with .T.");
+            else
+                line.write(" with .F.");
         } else {
-            out_.write(" with \"");
-            out_.write(text);
-            out_.put('"');
+            line.write(" with \"");
+            line.write(text);
+            line.put('"');
         }
-        out_.write(last ? "\n" : ", ;\n");
+        if (last)
+            line.put('\n');
+        else
+            line.write(", ;\n");
     }
 
     ListingContext c_;
