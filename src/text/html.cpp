@@ -6,6 +6,7 @@
 // between words come out as one blank.
 #include "text/html.h"
 
+#include <array>
 #include <cstring>
 #include <string_view>
 
@@ -88,9 +89,18 @@ void html_append(std::string& out, std::string_view text, std::string& scratch) 
     }
 }
 
+// The bytes html_is_plain must look at: what the escapes change, what splits
+// words, what may make a link.
+constexpr std::array<bool, 256> kNoteworthy = [] {
+    std::array<bool, 256> table{};
+    for (unsigned char c : std::string_view("\0\n\r\t<>&\"@: wf", 13)) table[c] = true;
+    return table;
+}();
+
 bool html_is_plain(std::string_view text) {
     if (text.empty() || text.front() == ' ' || text.back() == ' ') return false;
     for (size_t i = 0; i < text.size(); ++i) {
+        if (!kNoteworthy[static_cast<unsigned char>(text[i])]) continue;
         switch (text[i]) {
             case '\0': case '\n': case '\r': case '\t': case '<': case '>': case '&': case '"':
             case '@': case ':':
