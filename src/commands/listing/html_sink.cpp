@@ -2,7 +2,9 @@
 //
 // The HTML table of a listing: one <table> per listing, one <tr> per record in the
 // browse layout, one <tr> per field in the fields layout. Text cells go through
-// html_value and leave in ANSI; the other kinds of listing stay in OEM.
+// html_value and leave in ANSI; the other kinds of listing stay in OEM. Under
+// /UTF8 they leave in UTF-8 instead, converted from the table's code page, and a
+// file that starts with the listing says so in a <meta charset> line first.
 #include <array>
 #include <cstring>
 #include <string>
@@ -35,11 +37,12 @@ class HtmlSink : public ListingSink {
     bool begin() override {
         const DbfTable& table = c_.pass.table;
         const RunSettings& settings = c_.pass.run.settings;
+        if (c_.utf8 != nullptr && c_.fresh_target) out_.write("<meta charset=\"utf-8\">\n");
         out_.write("<table width=\"100%\" border=\"1\" cellspacing=\"1\" cellpadding=\"1\">\n");
         if (!settings.header_row || table.settings.list_fields) return true;
         out_.write("<tr>");
         if (settings.show_deletion_mark) out_.write("<td align=center>*</td>");
-        for (int32_t field : c_.fields) out_.print("<td align=center>%s</td>", dbf_field_name(table, field).c_str());
+        for (int32_t field : c_.fields) out_.print("<td align=center>%s</td>", c_.names[field].c_str());
         out_.write("</tr>\n");
         return true;
     }
@@ -77,7 +80,7 @@ class HtmlSink : public ListingSink {
         const bool fields_layout = table.settings.list_fields;
         if (fields_layout) {
             out_.write("<tr valign=top><td valign=top>");
-            out_.write(dbf_field_name(table, field));
+            out_.write(c_.names[static_cast<size_t>(field)]);
             out_.write("</td>");
         }
         const Cell kind = kinds_[static_cast<size_t>(field)];
@@ -91,7 +94,8 @@ class HtmlSink : public ListingSink {
             out_.write("<td align=right>");
             out_.write(value);
             out_.write("</td>");
-        } else if ((table.settings.ansi_text || to_ansi_ != nullptr) && html_is_plain(memo ? cell.text : value)) {
+        } else if (c_.utf8 == nullptr && (table.settings.ansi_text || to_ansi_ != nullptr) &&
+                   html_is_plain(memo ? cell.text : value)) {
             // The text as it is, a blank behind it, each byte through the table.
             const std::string_view text = memo ? cell.text : value;
             char* p = out_.room(text.size() + 10);
@@ -108,9 +112,15 @@ class HtmlSink : public ListingSink {
         } else {
             cell_.clear();
             html_append(cell_, memo ? cell.text : value, escaped_);
-            if (!table.settings.ansi_text) convert_oem_to_ansi(table, cell_.data());
             out_.write("<td>");
-            out_.write(std::string_view(cell_.c_str()));
+            if (c_.utf8 != nullptr) {
+                converted_.clear();
+                c_.utf8->to_utf8(std::string_view(cell_.c_str()), converted_);
+                out_.write(converted_);
+            } else {
+                if (!table.settings.ansi_text) convert_oem_to_ansi(table, cell_.data());
+                out_.write(std::string_view(cell_.c_str()));
+            }
             out_.write("</td>");
         }
         if (fields_layout) out_.write("</tr>\n");
@@ -134,6 +144,7 @@ class HtmlSink : public ListingSink {
     std::vector<Cell> kinds_;  // by field
     const std::array<uint8_t, 256>* to_ansi_ = nullptr;
     std::string cell_, escaped_;  // working space, kept from cell to cell
+    std::string converted_;       // a cell in UTF-8
 };
 
 }  // namespace

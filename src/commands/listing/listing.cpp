@@ -5,6 +5,10 @@
 // renders every visible record (or those of /RANGE:), writes what comes behind and
 // closes the target again. Text targets are opened for appending, never truncated,
 // so a second listing or the next table's pass adds to what is there.
+//
+// Under /UTF8, and always for CSV and JSON Lines, text values, memo texts and
+// field names go out in UTF-8, converted from the table's code page by one look-up
+// per byte; otherwise they go out as the table holds them, or from ANSI to OEM.
 #include "commands/listing/listing.h"
 
 #include <algorithm>
@@ -25,7 +29,7 @@ struct Ending {
 const Ending kEndings[] = {
     {".txt", OutputKind::Text},    {".sql", OutputKind::Sql},   {".dbf", OutputKind::Table},
     {".prg", OutputKind::Program}, {".fox", OutputKind::Program}, {".htm", OutputKind::Html},
-    {".html", OutputKind::Html},
+    {".html", OutputKind::Html},   {".csv", OutputKind::Csv},   {".jsonl", OutputKind::JsonLines},
 };
 
 bool ends_with_case(const char* name, const char* ending) {
@@ -48,6 +52,8 @@ std::unique_ptr<ListingSink> make_sink(ListingContext context, OutStream& out) {
         case OutputKind::Sql: return make_sql_sink(context, out);
         case OutputKind::Program: return make_program_sink(context, out);
         case OutputKind::Html: return make_html_sink(context, out);
+        case OutputKind::Csv: return make_csv_sink(context, out);
+        case OutputKind::JsonLines: return make_json_lines_sink(context, out);
         case OutputKind::Table: return make_table_sink(context);
     }
     return nullptr;
@@ -96,26 +102,40 @@ class ByteScan {
 };
 
 // The walk of one listing: every field rendered (table/field_render.h), a memo
-// under /MEMO:text read whole, each converted to OEM text where the table is ANSI,
-// and the record handed to the sink.
+// under /MEMO:text (in CSV and JSON Lines, every memo of type M) read whole, each
+// converted to UTF-8 under /UTF8 or to OEM text where the table is ANSI, and the
+// record handed to the sink.
 class Walk {
   public:
-    Walk(Pass& pass, ListingSink& sink, const std::vector<int32_t>& fields)
-        : table_(pass.table), sink_(sink),
+    Walk(Pass& pass, ListingSink& sink, const std::vector<int32_t>& fields, TextCodec* utf8)
+        : table_(pass.table), sink_(sink), utf8_(utf8),
           // Listings are OEM text; only HTML converts, the other way, after its mark-up.
-          to_oem_(table_.settings.ansi_text && pass.run.output.kind != OutputKind::Html) {
-        const bool memo_as_text = pass.run.settings.memo_as_text;
+          to_oem_(utf8 == nullptr && table_.settings.ansi_text && pass.run.output.kind != OutputKind::Html) {
+        const OutputKind kind = pass.run.output.kind;
+        const bool data = kind == OutputKind::Csv || kind == OutputKind::JsonLines;
         const size_t count = fields.size();
         columns_.reserve(count);
         values_.resize(count);
         for (size_t i = 0; i < count; ++i) {
-            columns_.emplace_back(table_, fields[i], memo_as_text && dbf_field_is_memo(table_, fields[i]));
-            values_[i].field = fields[i];
-            scan_.add(columns_.back().renderer.raw_range());
+            const int field = fields[i];
+            const char type = table_.fields[static_cast<size_t>(field)].type;
+            Use use = Use::Rendered;
+            // CSV and JSON Lines hold memo texts in full, whatever /MEMO says, and no
+            // binary memos; their numbers, dates and logicals come from the record.
+            if (data ? type == 'M' : pass.run.settings.memo_as_text && dbf_field_is_memo(table_, field))
+                use = Use::MemoText;
+            else if (data && (type == 'N' || type == 'F' || type == 'D' || type == 'T' || type == 'L'))
+                use = Use::Stored;
+            // Numbers, dates and logicals are ASCII as rendered: only text goes to UTF-8.
+            const bool ascii = dbf_field_is_numeric(table_, field) || type == 'D' || type == 'T' || type == 'L';
+            columns_.emplace_back(table_, field, use, utf8 != nullptr && !ascii);
+            values_[i].field = field;
+            if (use == Use::Rendered) scan_.add(columns_.back().renderer.raw_range());
         }
         scan_.merge();
-        // Character sets of the settings file may turn any byte into a CR.
-        any_cr_ = to_oem_ && table_.settings.conversion != nullptr;
+        // Character sets of the settings file may turn any byte into a CR; UTF-8 is
+        // looked through whole.
+        any_cr_ = utf8 != nullptr || (to_oem_ && table_.settings.conversion != nullptr);
     }
 
     void record(int32_t position) {
@@ -128,17 +148,36 @@ class Walk {
         for (size_t i = 0; i < count; ++i) {
             FieldValue& value = values_[i];
             Column& column = columns_[i];
-            if (column.memo) {
-                std::optional<std::string>& memo = column.memo_text;
-                memo = dbf_memo_read(table_, value.field);
-                table_.value[0] = '\0';
-                if (memo && to_oem_) convert_ansi_to_oem(table_, memo->data());
-                value.text = memo ? std::string_view(*memo) : std::string_view();
-                value.memo = memo.has_value();
-                continue;
+            value.memo = false;
+            switch (column.use) {
+                case Use::MemoText: {
+                    std::optional<std::string>& memo = column.memo_text;
+                    memo = dbf_memo_read(table_, value.field);
+                    table_.value[0] = '\0';
+                    value.memo = memo.has_value();
+                    value.text = memo ? std::string_view(*memo) : std::string_view();
+                    if (!memo) continue;
+                    if (utf8_ != nullptr) {
+                        column.converted.clear();
+                        utf8_->to_utf8(*memo, column.converted);
+                        value.text = column.converted;
+                    } else if (to_oem_) {
+                        convert_ansi_to_oem(table_, memo->data());
+                    }
+                    continue;
+                }
+                case Use::Stored:
+                    value.text = std::string_view();  // the sink reads the record buffer
+                    continue;
+                case Use::Rendered:
+                    break;
             }
             value.text = column.renderer.render(table_, nul);
-            if (to_oem_) {
+            if (column.to_utf8) {
+                column.converted.clear();
+                utf8_->to_utf8(value.text, column.converted);
+                value.text = column.converted;
+            } else if (to_oem_) {
                 column.converted.assign(value.text);
                 convert_ansi_to_oem(table_, column.converted.data());
                 value.text = column.converted;
@@ -148,17 +187,23 @@ class Walk {
     }
 
   private:
+    // Where a value comes from.
+    enum class Use { Rendered, MemoText, Stored };
+
     // One selected field and the room its value takes.
     struct Column {
-        Column(const DbfTable& table, int field, bool memo) : renderer(table, field), memo(memo) {}
+        Column(const DbfTable& table, int field, Use use, bool to_utf8)
+            : renderer(table, field), use(use), to_utf8(to_utf8) {}
         FieldRenderer renderer;
-        bool memo;  // read as a memo text
+        Use use;
+        bool to_utf8;  // the rendering goes to UTF-8
         std::optional<std::string> memo_text;
         std::string converted;
     };
 
     DbfTable& table_;
     ListingSink& sink_;
+    TextCodec* utf8_;  // values go to the sink in UTF-8; null: as the table holds them (or OEM)
     const bool to_oem_;
     bool any_cr_ = false;
     std::vector<Column> columns_;
@@ -166,6 +211,17 @@ class Walk {
     std::vector<FieldValue> values_;
     RecordFacts facts_;
 };
+
+// Every field's name as a listing shows it: as stored, or in UTF-8.
+std::vector<std::string> listed_names(const DbfTable& table, TextCodec* utf8) {
+    std::vector<std::string> names(static_cast<size_t>(table.field_count));
+    for (int i = 0; i < table.field_count; ++i) {
+        std::string name = dbf_field_name(table, i);
+        if (utf8 != nullptr) utf8->to_utf8(name, names[static_cast<size_t>(i)]);
+        else names[static_cast<size_t>(i)] = std::move(name);
+    }
+    return names;
+}
 
 }  // namespace
 
@@ -193,26 +249,51 @@ void cmd_select(Pass& pass, const char* text) {
         pass.out.write("Field[s] required for select...\n");
         return;
     }
-    const std::vector<int32_t> fields = select_fields(table, text);
+    // Under /UTF8 the names are typed in UTF-8, the descriptors hold the table's code page.
+    std::string typed = text;
+    if (pass.run.settings.utf8 && !is_ascii(typed)) {
+        TextCodec* codec = table_codec(pass.run, table);
+        if (codec == nullptr) return;
+        std::string converted;
+        if (codec->from_utf8(typed, converted) != EncodeResult::Ok) {
+            pass.out.write("Invalid field[s]...\n");
+            return;
+        }
+        typed = std::move(converted);
+    }
+    const std::vector<int32_t> fields = select_fields(table, typed.c_str());
     if (fields.empty() && text[0] != '*') {
         pass.out.write("Invalid field[s]...\n");
         return;
     }
 
     const OutputTarget& output = pass.run.output;
+    // CSV and JSON Lines are UTF-8 always, the other text targets under /UTF8; a
+    // table target takes the bytes as they are.
+    TextCodec* utf8 = nullptr;
+    if (output.kind == OutputKind::Csv || output.kind == OutputKind::JsonLines ||
+        (pass.run.settings.utf8 && output.kind != OutputKind::Table)) {
+        utf8 = table_codec(pass.run, table);
+        if (utf8 == nullptr) return;
+    }
     std::optional<OutStream> file;
+    bool fresh = false;
     if (output.kind != OutputKind::Screen && output.kind != OutputKind::Table) {
         File opened = pass.run.fs.open_append(*output.file_name);
         if (!opened.is_open()) {
             pass.out.print("Can't open %s\n", output.file_name->c_str());
             return;
         }
+        fresh = opened.size() == 0;
         file.emplace(std::move(opened));
     }
-    std::unique_ptr<ListingSink> sink = make_sink(ListingContext{pass, fields}, file ? *file : pass.out);
+    const std::vector<std::string> names = listed_names(table, utf8);
+    std::unique_ptr<ListingSink> sink =
+        make_sink(ListingContext{pass, fields, names, utf8, fresh}, file ? *file : pass.out);
     if (!sink->begin()) return;
 
-    Walk walk(pass, *sink, fields);
+    // HTML converts its cells itself, after the mark-up.
+    Walk walk(pass, *sink, fields, output.kind == OutputKind::Html ? nullptr : utf8);
     if (!pass.run.ranges) {
         // Through an order, records come from all over the file: each is asked for
         // a few records ahead of its turn.

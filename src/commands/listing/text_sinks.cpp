@@ -5,6 +5,7 @@
 // statements and program scripts. Quotes inside values are written as they are;
 // values keep their padding. Memo texts are cut into lines at runs of CR and LF,
 // so empty lines vanish.
+#include <algorithm>
 #include <cstring>
 #include <string>
 #include <string_view>
@@ -33,26 +34,21 @@ void for_each_memo_line(std::string_view rest, Line line) {
     }
 }
 
-// "%-10s"
-void put_padded(OutStream& out, std::string_view text) {
-    out.write(text);
-    if (text.size() < 10) out.write(std::string_view("          ", 10 - text.size()));
-}
-
 // What a sink needs to know of each field, worked out once per listing.
 struct FieldFacts {
-    std::string name;
+    std::string name;  // as the listing shows it
     bool numeric = false;
     bool date = false;
     bool logical = false;
     bool memo = false;
 };
 
-std::vector<FieldFacts> field_facts(const DbfTable& table) {
+std::vector<FieldFacts> field_facts(const ListingContext& context) {
+    const DbfTable& table = context.pass.table;
     std::vector<FieldFacts> facts(static_cast<size_t>(table.field_count));
     for (int field = 0; field < table.field_count; ++field) {
         FieldFacts& f = facts[static_cast<size_t>(field)];
-        f.name = dbf_field_name(table, field);
+        f.name = context.names[static_cast<size_t>(field)];
         f.numeric = dbf_field_is_numeric(table, field);
         f.date = is_date_type(table.fields[static_cast<size_t>(field)].type);
         f.logical = table.fields[static_cast<size_t>(field)].type == 'L';
@@ -71,7 +67,7 @@ char* copy_without_cr(char* out, std::string_view text) {
 class TextSink : public ListingSink {
   public:
     TextSink(ListingContext context, OutStream& out)
-        : c_(context), out_(out), facts_(field_facts(context.pass.table)),
+        : c_(context), out_(out), facts_(field_facts(context)),
           fields_layout_(context.pass.table.settings.list_fields),
           deletion_mark_(context.pass.run.settings.show_deletion_mark),
           file_name_(context.pass.run.settings.show_file_name) {}
@@ -82,8 +78,10 @@ class TextSink : public ListingSink {
         if (!settings.header_row || table.settings.list_fields) return true;
         // The row of field names, each padded to its column's width but never cut.
         if (settings.show_deletion_mark) out_.write("*|");
-        for (int32_t field : c_.fields)
-            out_.print("%-*s|", dbf_display_width(table, field), dbf_field_name(table, field).c_str());
+        for (int32_t field : c_.fields) {
+            put_padded(out_, c_.names[field], dbf_display_width(table, field), c_.utf8 != nullptr);
+            out_.put('|');
+        }
         out_.put('\n');
         return true;
     }
@@ -126,7 +124,7 @@ class TextSink : public ListingSink {
     // A block of "NAME      |value" lines.
     void fields_record(const std::vector<FieldValue>& values, const RecordFacts& facts, char mark) {
         if (deletion_mark_) {
-            put_padded(out_, "*");
+            put_padded(out_, "*", 10, false);
             out_.put('|');
             out_.put(mark);
             out_.put('\n');
@@ -137,7 +135,7 @@ class TextSink : public ListingSink {
                 without_cr_.assign(text);
                 text = strip_cr(without_cr_.data());
             }
-            put_padded(out_, facts_[static_cast<size_t>(value.field)].name);
+            put_padded(out_, facts_[static_cast<size_t>(value.field)].name, 10, c_.utf8 != nullptr);
             out_.put('|');
             out_.write(text);
             out_.put('\n');
@@ -161,7 +159,7 @@ class TextSink : public ListingSink {
 class SqlSink : public ListingSink {
   public:
     SqlSink(ListingContext context, OutStream& out)
-        : c_(context), out_(out), facts_(field_facts(context.pass.table)),
+        : c_(context), out_(out), facts_(field_facts(context)),
           memo_as_text_(context.pass.run.settings.memo_as_text) {
         const DbfTable& table = c_.pass.table;
         statement_ = "insert into \"" + table.path + "\" (";
@@ -236,7 +234,7 @@ class SqlSink : public ListingSink {
 class ProgramSink : public ListingSink {
   public:
     ProgramSink(ListingContext context, OutStream& out)
-        : c_(context), out_(out), facts_(field_facts(context.pass.table)) {}
+        : c_(context), out_(out), facts_(field_facts(context)) {}
 
     bool begin() override {
         out_.print("use %s\n", c_.pass.table.path.c_str());
@@ -308,6 +306,17 @@ char* strip_cr(char* text) {
         if (*p != '\r') *kept++ = *p;
     *kept = '\0';
     return text;
+}
+
+void put_padded(OutStream& out, std::string_view text, int width, bool utf8) {
+    static constexpr std::string_view kBlanks = "                                ";
+    out.write(text);
+    size_t length = utf8 ? utf8_length(text) : text.size();
+    for (size_t wanted = width > 0 ? static_cast<size_t>(width) : 0; length < wanted;) {
+        size_t blanks = std::min(wanted - length, kBlanks.size());
+        out.write(kBlanks.substr(0, blanks));
+        length += blanks;
+    }
 }
 
 std::unique_ptr<ListingSink> make_text_sink(ListingContext context, OutStream& out) {
