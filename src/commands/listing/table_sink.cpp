@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "commands/listing/sink.h"
+#include "table/number_text.h"
 #include "table/record_writer.h"
 
 namespace {
@@ -48,6 +49,7 @@ class TableSink : public ListingSink {
         for (const FieldValue& value : values) {
             const Pairing& pairing = pairing_of(value.field);
             if (pairing.index < 0) continue;
+            if (pairing.same_decimal && copy_printed(source, value.field, target, pairing.index)) continue;
             // The source field alone decides whether a number goes along; only a
             // numeric target takes it.
             double number = pairing.number ? dbf_field_number(source, value.field) : 0.0;
@@ -69,7 +71,26 @@ class TableSink : public ListingSink {
     struct Pairing {
         int index = -2;       // the target's field of the same name, -1 if none; -2 until found
         bool number = false;  // the value goes along as a number too
+        // Both are N or F fields of one length and the same places, at least one.
+        bool same_decimal = false;
     };
+
+    // A stored number that is already what printf makes of it goes over byte for
+    // byte into a field of its shape: the store would print the same digits, and the
+    // point stands where it must. Places are needed: a whole number is stored
+    // through an int, which drops the sign of a negative zero. False if the number
+    // is not in that form.
+    static bool copy_printed(const DbfTable& source, int field, DbfTable& target, int index) {
+        const int width = source.fields[static_cast<size_t>(field)].length;
+        const uint8_t* from = dbf_field_ptr(source, field, width);
+        uint8_t* to = dbf_field_ptr(target, index, width);
+        if (from == nullptr || to == nullptr) return false;
+        if (!number_is_printed_form(reinterpret_cast<const char*>(from), width,
+                                    source.fields[static_cast<size_t>(field)].decimals))
+            return false;
+        std::memcpy(to, from, static_cast<size_t>(width));
+        return true;
+    }
 
     const Pairing& pairing_of(int source_field) {
         const DbfTable& source = c_.pass.table;
@@ -80,6 +101,13 @@ class TableSink : public ListingSink {
             const char type = pairing.index >= 0 ? target_->fields[static_cast<size_t>(pairing.index)].type : '\0';
             pairing.number = dbf_field_is_numeric(source, source_field) && type != '\0' &&
                              std::strchr("BFNIY", type) != nullptr;
+            if (pairing.index >= 0) {
+                const FieldDesc& from = source.fields[static_cast<size_t>(source_field)];
+                const FieldDesc& to = target_->fields[static_cast<size_t>(pairing.index)];
+                auto decimal = [](char t) { return t == 'N' || t == 'F'; };
+                pairing.same_decimal = decimal(from.type) && decimal(to.type) && from.length == to.length &&
+                                       from.decimals == to.decimals && from.decimals > 0;
+            }
         }
         return pairing;
     }
