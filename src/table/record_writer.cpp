@@ -120,7 +120,10 @@ bool RecordUpdater::mark(int32_t position, uint8_t mark) {
     const size_t length = table_.header.record_length;
     if (number < 0) return false;
     if (uint8_t* record = in_run(number)) {
-        record[0] = mark;
+        if (record[0] != mark) {
+            record[0] = mark;
+            changed_at(number);
+        }
         return true;
     }
     scratch_.resize(length);
@@ -136,7 +139,7 @@ bool RecordUpdater::stage(int64_t number, const uint8_t* record, bool changed) {
     const size_t length = table_.header.record_length;
     if (uint8_t* copy = in_run(number)) {
         std::memcpy(copy, record, length);
-        if (changed) unchanged_tail_ = 0;
+        if (changed) changed_at(number);
         return true;
     }
     bool result = true;
@@ -152,6 +155,12 @@ bool RecordUpdater::stage(int64_t number, const uint8_t* record, bool changed) {
     unchanged_tail_ = changed ? 0 : unchanged_tail_ + 1;
     if (run_.size() >= block_bytes_ || dbf_memo_waiting(table_) >= block_bytes_) result = write_run() && result;
     return result;
+}
+
+void RecordUpdater::changed_at(int64_t number) {
+    // The records behind it may still have changed nothing.
+    const size_t behind = static_cast<size_t>(first_ + static_cast<int64_t>(count_) - 1 - number);
+    unchanged_tail_ = std::min(unchanged_tail_, behind);
 }
 
 bool RecordUpdater::write_run() {

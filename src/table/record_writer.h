@@ -88,6 +88,8 @@ class RecordUpdater {
     // Puts `record` into the run; `changed` false for a record that only fills a gap.
     bool stage(int64_t number, const uint8_t* record, bool changed);
     bool write_run();
+    // Notes that the run's copy of record `number` now differs from the file.
+    void changed_at(int64_t number);
 
     DbfTable& table_;
     size_t block_bytes_;

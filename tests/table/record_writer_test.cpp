@@ -232,4 +232,17 @@ TEST(RecordUpdater, MarksLeaveTheRecordBufferAndWriteNothingThatDoesNotChange) {
     for (size_t r : {1u, 3u, 4u}) image.records[r][0] = '*';
     EXPECT_EQ(dir.read("t.dbf"), image.bytes());
     EXPECT_EQ(table->record, buffer);
+
+    // Records that changed nothing when they joined the run, and change later.
+    RecordUpdater again(*table);
+    EXPECT_TRUE(again.mark(0, '*'));  // opens a run
+    EXPECT_TRUE(again.mark(1, '*'));  // already so
+    EXPECT_TRUE(again.mark(3, ' '));  // not adjacent: a run of its own
+    EXPECT_TRUE(again.mark(4, '*'));  // already so
+    EXPECT_TRUE(again.mark(4, ' '));
+    EXPECT_TRUE(again.finish());
+    image.records[0][0] = '*';
+    image.records[3][0] = ' ';
+    image.records[4][0] = ' ';
+    EXPECT_EQ(dir.read("t.dbf"), image.bytes());
 }
