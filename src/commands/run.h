@@ -22,6 +22,7 @@
 
 #include "io/file_system.h"
 #include "io/out_stream.h"
+#include "io/progress.h"
 #include "select/order.h"
 #include "table/dbf.h"
 #include "text/codecs.h"
@@ -38,6 +39,8 @@ struct RunSettings {
     std::optional<int> code_page;     // /CP:number: the page of unmarked tables, over any mark
     // The most bytes the keys of one order may take in memory.
     size_t key_memory_limit = kDefaultKeyMemoryLimit;
+    // The clock of progress indicators; tests put one in that they move by hand.
+    ProgressClock progress_clock = steady_milliseconds;
 };
 
 // What /OUT chose for the listings behind it.

@@ -60,6 +60,8 @@ class OutStream {
     bool flush();
     // True once a write of this stream has failed.
     bool failed() const { return failed_; }
+    // The descriptor written to; -1 for a capture. For a progress indicator, not for output.
+    int descriptor() const { return fd_; }
 
   private:
     // Output to files and pipes leaves in blocks of this size.

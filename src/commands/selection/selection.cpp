@@ -15,6 +15,7 @@
 #include <string_view>
 
 #include "expr/cond.h"
+#include "io/progress.h"
 #include "text/codepage.h"
 #include "select/filter.h"
 #include "select/order.h"
@@ -116,16 +117,41 @@ void cmd_clear(Pass& pass) {
     dbf_clear_filter(pass.table);
 }
 
+namespace {
+
+// Says why an order failed; true if it stands.
+bool report_order(Pass& pass, const SortOutcome& outcome) {
+    switch (outcome.failure) {
+        case SortFailure::None:
+            return true;
+        case SortFailure::UnknownFields:
+            pass.out.write("Invalid field[s]...\n");
+            return false;
+        case SortFailure::CantWrite:
+        case SortFailure::Stopped:
+            pass.out.print("Can't write \"%s\", table not ordered\n", outcome.path.c_str());
+            return false;
+        case SortFailure::CantRead:
+            pass.out.print("Can't read \"%s\", table not ordered\n", outcome.path.c_str());
+            return false;
+    }
+    return false;
+}
+
+}  // namespace
+
 void cmd_order(Pass& pass, const char* text) {
     if (*text == '\0') {
         pass.out.write("Field[s] required for order...\n");
         return;
     }
-    const size_t limit = pass.run.settings.key_memory_limit;
-    if (!dbf_set_order(pass.table, text, limit)) {
-        pass.out.write("Invalid field[s]...\n");
-        return;
-    }
-    if (pass.run.compare_table && !dbf_set_order(*pass.run.compare_table, text, limit))
-        pass.out.write("Invalid field[s]...\n");
+    Progress progress(pass.out.descriptor(), "Ordering", pass.run.settings.progress_clock);
+    SortSettings settings{pass.run.settings.key_memory_limit, &progress};
+    // The indicator is wiped before anything is said.
+    SortOutcome outcome = dbf_set_order(pass.table, text, settings);
+    progress.finish();
+    if (!report_order(pass, outcome) || !pass.run.compare_table) return;
+    outcome = dbf_set_order(*pass.run.compare_table, text, settings);
+    progress.finish();
+    report_order(pass, outcome);
 }

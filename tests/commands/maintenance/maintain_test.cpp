@@ -237,7 +237,8 @@ TEST(Maintain, SortWithFailingWritesLeavesOriginalOrCompleteCopy) {
         EXPECT_TRUE(out == "Can't create \"t.tmp\"\n" || out == "Can't write \"t.tmp\", table not sorted\n") << out;
         EXPECT_EQ(dir.read("t.dbf"), image.bytes());
     }
-    EXPECT_GT(budget, 5);
+    // The new table's header and descriptors, the records in one block, the header.
+    EXPECT_GT(budget, 3);
 }
 
 TEST(Maintain, ReadOnlyTablesStayByteIdentical) {
