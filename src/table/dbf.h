@@ -27,6 +27,7 @@
 #include <vector>
 
 #include "io/file_system.h"
+#include "io/progress.h"
 
 static_assert(std::endian::native == std::endian::little,
               "headers and descriptors are read and written as verbatim little-endian images");
@@ -378,5 +379,5 @@ void dbf_fill_field(FieldDesc& desc, const char* name, char type, uint16_t wide)
 // Takes every record off.
 [[nodiscard]] bool dbf_zap(DbfTable& table);
 // Closes the gaps of deleted records, rebuilds the memo file, or both; a partial
-// table is refused.
-[[nodiscard]] bool dbf_pack(DbfTable& table, PackMode mode);
+// table is refused. Each stage reports its records to `progress` when given one.
+[[nodiscard]] bool dbf_pack(DbfTable& table, PackMode mode, Progress* progress = nullptr);

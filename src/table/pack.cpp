@@ -25,11 +25,13 @@ constexpr size_t kCopyBatch = 256 * 1024;
 // runs. A run is written only after every record it covers has been read, and each
 // of those is deleted or stands in this run or an earlier one at a lower place; so
 // a failure half-way, even in the middle of a run's write, loses no live record.
-bool compact_records(DbfTable& table) {
+bool compact_records(DbfTable& table, Progress& progress) {
     int32_t count = static_cast<int32_t>(table.header.record_count);
     int32_t kept = 0;
     RecordUpdater moved(table);
+    progress.stage("moving records", static_cast<uint64_t>(count));
     for (int32_t source = 0; source < count; ++source) {
+        progress.advance(static_cast<uint64_t>(source));
         if (!dbf_read_physical(table, source)) return false;
         if (table.record[0] == '*') continue;
         if (source != kept && !moved.write_physical(kept)) return false;
@@ -80,7 +82,7 @@ bool store_block(DbfTable& table, int field, int32_t block) {
 
 // Writes every record of the table, with its memo texts moved to the new memo file,
 // into the copy. The table's own files are only read.
-bool write_rebuilt_copy(DbfTable& table, RebuildFiles& files) {
+bool write_rebuilt_copy(DbfTable& table, RebuildFiles& files, Progress& progress) {
     const int64_t header_length = table.header.header_length;
     const size_t record_length = table.header.record_length;
     std::vector<uint8_t> head(static_cast<size_t>(header_length));
@@ -102,7 +104,9 @@ bool write_rebuilt_copy(DbfTable& table, RebuildFiles& files) {
     };
 
     const int32_t count = static_cast<int32_t>(table.header.record_count);
+    progress.stage("rebuilding memos", static_cast<uint64_t>(count));
     for (int32_t r = 0; r < count; ++r) {
+        progress.advance(static_cast<uint64_t>(r));
         if (!dbf_read_physical(table, r)) return false;
         for (int field = 0; field < table.field_count; ++field) {
             if (!dbf_field_is_memo(table, field)) continue;
@@ -124,7 +128,7 @@ bool write_rebuilt_copy(DbfTable& table, RebuildFiles& files) {
     return flush();
 }
 
-bool rebuild_memo(DbfTable& table) {
+bool rebuild_memo(DbfTable& table, Progress& progress) {
     MemoKind kind = dbf_bind_memo(table);
     // Memos of an unknown family can be neither read nor written: a rebuild would
     // only blank their references.
@@ -155,7 +159,7 @@ bool rebuild_memo(DbfTable& table) {
     if (!files.copy.is_open()) return false;
     files.copy.copy_mode_from(table.file);
     files.new_memo = dbf_memo_attach(table, files.memo);
-    if (!write_rebuilt_copy(table, files)) return false;
+    if (!write_rebuilt_copy(table, files, progress)) return false;
     files.new_memo.reset();
 
     // The rename replaces the `~` file of an earlier pack. A rename undone on
@@ -181,11 +185,14 @@ bool rebuild_memo(DbfTable& table) {
 
 }  // namespace
 
-bool dbf_pack(DbfTable& table, PackMode mode) {
+bool dbf_pack(DbfTable& table, PackMode mode, Progress* progress) {
     if (table.partial) return false;  // the records past the last position would be lost
+    Progress silent;
+    Progress& shown = progress != nullptr ? *progress : silent;
     if (mode == PackMode::All || mode == PackMode::Records) {
-        if (!compact_records(table)) return false;
+        if (!compact_records(table, shown)) return false;
     }
-    if ((mode == PackMode::All || mode == PackMode::Memo) && table.first_memo_field != -1) return rebuild_memo(table);
+    if ((mode == PackMode::All || mode == PackMode::Memo) && table.first_memo_field != -1)
+        return rebuild_memo(table, shown);
     return true;
 }

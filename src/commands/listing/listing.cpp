@@ -16,6 +16,7 @@
 #include <strings.h>
 
 #include "commands/listing/sink.h"
+#include "io/progress.h"
 #include "table/field_render.h"
 #include "text/codepage.h"
 
@@ -294,17 +295,28 @@ void cmd_select(Pass& pass, const char* text) {
 
     // HTML converts its cells itself, after the mark-up.
     Walk walk(pass, *sink, fields, output.kind == OutputKind::Html ? nullptr : utf8);
+    // A listing into a file shows how far it got on a terminal; one onto the
+    // console would only be garbled by it.
+    Progress progress(output.kind != OutputKind::Screen ? pass.out.descriptor() : -1, "Listing",
+                      pass.run.settings.progress_clock);
     if (!pass.run.ranges) {
+        progress.stage("records", static_cast<uint64_t>(dbf_record_count(table)));
         // Through an order, records come from all over the file: each is asked for
         // a few records ahead of its turn.
         constexpr int32_t kAhead = 8;
         for (int32_t i = 0; i < dbf_record_count(table); ++i) {
+            progress.advance(static_cast<uint64_t>(i));
             dbf_prefetch_record(table, i + kAhead);
             walk.record(i);
         }
     } else {
-        for (int32_t position : *pass.run.ranges)
+        progress.stage("records", pass.run.ranges->size());
+        uint64_t done = 0;
+        for (int32_t position : *pass.run.ranges) {
+            progress.advance(done++);
             if (position < dbf_record_count(table)) walk.record(position);
+        }
     }
+    progress.finish();
     sink->end();
 }
