@@ -2,6 +2,7 @@
 #include "table/field_render.h"
 
 #include <algorithm>
+#include <charconv>
 #include <climits>
 #include <cstring>
 #include <string>
@@ -172,6 +173,19 @@ std::string_view FieldRenderer::decimal(DbfTable& table) {
 }
 
 std::string_view FieldRenderer::date(DbfTable& table, bool may_hold_nul) {
+    if (date_mode_ == DateMode::Asis && !datetime_ && date_width_ >= 8 && bytes_present_) {
+        // The common case straight from the digits: a plain date, shown as stored.
+        const uint8_t* b = table.record.data() + table.fields[static_cast<size_t>(field_)].record_offset;
+        bool digits = true;
+        for (int i = 0; i < 8; ++i) digits = digits && b[i] >= '0' && b[i] <= '9';
+        if (digits) {
+            const int year = digit_pair(b) * 100 + digit_pair(b + 2), month = digit_pair(b + 4),
+                      day = digit_pair(b + 6);
+            if (year >= 1902 && year <= 2037 && year != 1969 && year != 1970 && month >= 1 && month <= 12 &&
+                day >= 1 && day <= 31)
+                return text(table, may_hold_nul);
+        }
+    }
     if (date_mode_ != DateMode::Asis && !usual_format_) return plain(table);
     std::tm tm{};
     if (!digits_of_date(table, tm)) tm = dbf_field_date(table, field_);
@@ -236,10 +250,20 @@ std::string_view FieldRenderer::render(DbfTable& table, bool may_hold_nul) {
             return text(table, may_hold_nul);
         case Kind::Decimal:
             return decimal(table);
-        case Kind::Integer:
-            if (!number_format_long(out_.data(), out_.size(), dbf_field_int(table, field_), &length))
-                return plain(table);
-            return std::string_view(out_.data(), length);
+        case Kind::Integer: {
+            // "%10ld": the digits right-aligned behind blanks, or wider if they must be.
+            char digits[16];
+            const int32_t value = dbf_field_int(table, field_);
+            const size_t count = static_cast<size_t>(std::to_chars(digits, digits + sizeof digits, value).ptr - digits);
+            char* out = out_.data();
+            if (count >= 10) {
+                std::memcpy(out, digits, count);
+                return std::string_view(out, count);
+            }
+            std::memcpy(out, "          ", 10);
+            std::memcpy(out + 10 - count, digits, count);
+            return std::string_view(out, 10);
+        }
         case Kind::Currency: {
             int64_t units = 0;
             if (const uint8_t* bytes = dbf_field_ptr(table, field_, 8)) std::memcpy(&units, bytes, 8);

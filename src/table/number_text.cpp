@@ -132,26 +132,29 @@ bool number_format_currency(char* out, size_t size, int64_t value, size_t* writt
 
 bool number_is_printed_form(const char* text, int width, int decimals) {
     // Read from the end: the places, the point, the whole digits, a minus, blanks.
-    if (width < 1 || (decimals > 0 && width < decimals + 2)) return false;
-    const char* p = text + width;
+    const unsigned char* t = reinterpret_cast<const unsigned char*>(text);
+    auto digit = [](unsigned char c) { return static_cast<unsigned>(c - '0') <= 9u; };
+    int i = width;
     if (decimals > 0) {
-        for (int i = 0; i < decimals; ++i)
-            if (!is_digit(*--p)) return false;
-        if (*--p != '.') return false;
+        const int point = width - decimals - 1;
+        if (point < 1 || t[point] != '.') return false;
+        for (int k = point + 1; k < width; ++k)
+            if (!digit(t[k])) return false;
+        i = point;
     }
-    const char* whole_end = p;
-    while (p > text && is_digit(p[-1])) --p;
-    const int whole_length = static_cast<int>(whole_end - p);
-    if (whole_length == 0 || (whole_length > 1 && *p == '0') || whole_length + decimals > kExactDigits) return false;
-    if (p > text && p[-1] == '-') --p;
+    const int whole_end = i;
+    while (i > 0 && digit(t[i - 1])) --i;
+    const int whole_length = whole_end - i;
+    if (whole_length == 0 || (whole_length > 1 && t[i] == '0') || whole_length + decimals > kExactDigits) return false;
+    if (i > 0 && t[i - 1] == '-') --i;
     // Blanks in front, eight at a time where there are that many.
     constexpr uint64_t kBlanks = 0x2020202020202020u;
-    for (; p - text >= 8; p -= 8) {
+    for (; i >= 8; i -= 8) {
         uint64_t word;
-        std::memcpy(&word, p - 8, 8);
+        std::memcpy(&word, t + i - 8, 8);
         if (word != kBlanks) return false;
     }
-    while (p > text)
-        if (*--p != ' ') return false;
+    while (i > 0)
+        if (t[--i] != ' ') return false;
     return true;
 }

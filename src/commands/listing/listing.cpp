@@ -146,6 +146,7 @@ class Walk {
         scan_.look(table_.record.data(), nul, cr);
         facts_.may_hold_cr = any_cr_ || cr;
         const size_t count = values_.size();
+        size_t text_bytes = 0;
         for (size_t i = 0; i < count; ++i) {
             FieldValue& value = values_[i];
             Column& column = columns_[i];
@@ -165,6 +166,7 @@ class Walk {
                     } else if (to_oem_) {
                         convert_ansi_to_oem(table_, memo->data());
                     }
+                    text_bytes += value.text.size();
                     continue;
                 }
                 case Use::Stored:
@@ -183,7 +185,9 @@ class Walk {
                 convert_ansi_to_oem(table_, column.converted.data());
                 value.text = column.converted;
             }
+            text_bytes += value.text.size();
         }
+        facts_.text_bytes = text_bytes;
         sink_.record(values_, facts_);
     }
 

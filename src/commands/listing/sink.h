@@ -31,6 +31,8 @@ struct RecordFacts {
     // False when no rendering (memo texts aside) can hold a CR: neither the bytes
     // the renderings come from nor a conversion can put one there.
     bool may_hold_cr = true;
+    // The bytes of all the record's values together.
+    size_t text_bytes = 0;
 };
 
 // What a sink sees of the listing it serves.

@@ -94,9 +94,7 @@ class TextSink : public ListingSink {
             return;
         }
         // One line: "mark|" if asked, "value|" for each field, the table's path if asked.
-        size_t bound = 3 + (file_name_ ? table.path.size() : 0);
-        for (const FieldValue& value : values) bound += value.text.size() + 1;
-        char* p = out_.room(bound);
+        char* p = out_.room(facts.text_bytes + values.size() + 3 + (file_name_ ? table.path.size() : 0));
         if (deletion_mark_) {
             *p++ = mark;
             *p++ = '|';
