@@ -23,6 +23,8 @@
 // text of 80 characters or more is refused outright.
 #include "expr/calc.h"
 
+#include "table/number_text.h"
+
 #include <array>
 #include <cctype>
 #include <cerrno>
@@ -374,12 +376,50 @@ void calc_reduce(CalcParser& parser, uint8_t rule) {
 
 }  // namespace
 
+namespace {
+
+// The quick case of the parse: blanks, at most one minus, blanks, one number of
+// digits with at most one point (not the point alone), blanks and the end. The
+// parse gives the number as strtod reads it, negated after a minus; so does this.
+// False for any other text, which then takes the parse.
+bool calc_lone_number(const char* text, double& value) {
+    const char* p = text;
+    while (*p == ' ') ++p;
+    const bool negative = *p == '-';
+    if (negative) {
+        ++p;
+        while (*p == ' ') ++p;
+    }
+    const char* start = p;
+    bool dot = false;
+    while (calc_is_digit(*p) || (*p == '.' && !dot)) {
+        if (*p == '.') dot = true;
+        ++p;
+    }
+    const size_t length = static_cast<size_t>(p - start);
+    if (length == 0 || (length == 1 && *start == '.')) return false;
+    while (*p == ' ') ++p;
+    if (*p != '\0') return false;
+    char number[kTextSize];
+    std::memcpy(number, start, length);
+    number[length] = '\0';
+    // Within 79 characters no run of digits leaves the range of a double.
+    double magnitude;
+    if (!number_atof(number, magnitude)) magnitude = std::strtod(number, nullptr);
+    value = negative ? -magnitude : magnitude;
+    return true;
+}
+
+}  // namespace
+
 double calc_evaluate(const char* text, int32_t* ok) {
     const size_t length = text != nullptr ? strnlen(text, kTextSize) : kTextSize;
     if (length >= kTextSize) {  // does not fit the working buffer
         *ok = 0;
         return 0.0;
     }
+    double lone = 0.0;
+    if (calc_lone_number(text, lone)) return lone;
     char work[kTextSize];
     for (size_t i = 0; i < length; ++i) work[i] = static_cast<char>(std::toupper(static_cast<unsigned char>(text[i])));
     work[length] = '\0';

@@ -72,8 +72,14 @@ int balance_of(const char* text, size_t length) {
 // The field whose name equals the first `length` bytes of `name` in any case, or -1.
 // Descriptor names are bounded by their 11 bytes; nothing is allocated.
 int find_field_word(const DbfTable& table, const char* name, size_t length) {
+    const unsigned char first = static_cast<unsigned char>(name[0]);
+    const unsigned char first_lower = first >= 'A' && first <= 'Z' ? first + 32 : first;
     for (int f = 0; f < table.field_count; ++f) {
         const char* field_name = table.fields[f].name;
+        // strncasecmp folds ASCII letters alone (the program keeps the C locale):
+        // a first byte that differs after that folding rules the field out.
+        unsigned char c = static_cast<unsigned char>(field_name[0]);
+        if ((c >= 'A' && c <= 'Z' ? c + 32 : c) != first_lower) continue;
         if (strnlen(field_name, sizeof(table.fields[f].name)) == length &&
             strncasecmp(field_name, name, length) == 0)
             return f;
@@ -128,6 +134,32 @@ char number_compare(uint8_t code, double left, double right) {
     return holds ? '1' : '0';
 }
 
+// The calculator's sum of the boolean text, from the texts already summed when it
+// is one of them.
+double bool_sum(CondScratch& scratch, int32_t& ok) {
+    const char* text = scratch.bool_text;
+    const size_t length = strnlen(text, kBoolSize);
+    const bool short_text = length < CondScratch::kKnownLength;
+    if (short_text) {
+        for (size_t i = 0; i < scratch.known_count; ++i) {
+            if (std::strcmp(scratch.known_text[i], text) != 0) continue;
+            if (!scratch.known_ok[i]) ok = 0;
+            return scratch.known_sum[i];
+        }
+    }
+    int32_t summed = 1;
+    const double sum = calc_evaluate(text, &summed);
+    if (short_text) {
+        const size_t slot = scratch.known_count < CondScratch::kKnownSums ? scratch.known_count++
+                                                                           : length % CondScratch::kKnownSums;
+        std::memcpy(scratch.known_text[slot], text, length + 1);
+        scratch.known_sum[slot] = sum;
+        scratch.known_ok[slot] = summed != 0;
+    }
+    if (!summed) ok = 0;
+    return sum;
+}
+
 }  // namespace
 
 bool cond_evaluate(DbfTable& table, CondScratch& scratch, const char* condition) {
@@ -145,8 +177,8 @@ bool cond_evaluate(DbfTable& table, CondScratch& scratch, const char* condition)
         const int32_t end = scratch.separators[i];
         const size_t length = static_cast<size_t>(end - p);
         if (length >= kClauseSize) return false;
-        std::memset(scratch.clause, 0, kClauseSize);
         std::memcpy(scratch.clause, condition + p, length);
+        scratch.clause[length] = '\0';
         p = end + 1;
         cond_rewrite_clause(table, scratch, condition[end]);
     }
@@ -154,7 +186,7 @@ bool cond_evaluate(DbfTable& table, CondScratch& scratch, const char* condition)
     if (static_cast<size_t>(scratch.bool_length) > kBoolSize) return false;
 
     int32_t ok = 1;
-    const double sum = calc_evaluate(scratch.bool_text, &ok);
+    const double sum = bool_sum(scratch, ok);
     // Truncated toward zero to 64 bits; out of that range (or NaN) the low word is 0.
     if (!(sum > -9.2e18 && sum < 9.2e18)) return false;
     const int64_t whole = static_cast<int64_t>(sum);
@@ -290,6 +322,7 @@ char cond_evaluate_simple(DbfTable& table, CondScratch& scratch, const char* tex
 
 void cond_strip_parens(char* text) {
     if (text == nullptr || *text == '\0') return;
+    if (std::strpbrk(text, "()") == nullptr) return;  // nothing to strip
     size_t length = std::strlen(text);
     int64_t balance = 0;
     for (size_t i = 0; i < length; ++i) {

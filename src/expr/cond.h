@@ -19,6 +19,14 @@ struct CondScratch {
     int32_t bool_length;
     char left[1024];
     char right[1024];
+    // The sums of boolean texts met so far: a condition of n clauses makes at most
+    // 2^n of them, and the calculator gives the same sum for the same text.
+    static constexpr size_t kKnownSums = 16;
+    static constexpr size_t kKnownLength = 32;
+    char known_text[kKnownSums][kKnownLength] = {};
+    double known_sum[kKnownSums] = {};
+    bool known_ok[kKnownSums] = {};
+    size_t known_count = 0;
 };
 
 // The condition every record meets: only the deletion test counts.

@@ -155,6 +155,8 @@ const CondFunction* match_function(const char* at) {
 }  // namespace
 
 char* cond_expand_functions(char* text, const DbfTable& table) {
+    // Every function name ends in '(': a text without one calls nothing.
+    if (std::strchr(text, '(') == nullptr) return text;
     const size_t n = std::strlen(text);
     std::vector<char> copy(text, text + n + 1);
     size_t i = 0;

@@ -88,7 +88,7 @@ int64_t File::size() const {
 
 bool File::truncate(int64_t size) {
     if (fd_ < 0 || size < 0) return false;
-    fs_->before_write(fd_, false);
+    if (!fs_->before_write(fd_, false)) return false;
     return ftruncate(fd_, static_cast<off_t>(size)) == 0;
 }
 
@@ -227,6 +227,7 @@ void FileSystem::unwatch(FileWatch& watch) {
 }
 
 bool FileSystem::before_write(int fd, bool counts) {
+    if (!counts && budget_freezes && write_budget == 0) return false;
     if (counts) {
         if (write_budget == 0) return false;
         if (write_budget > 0) --write_budget;

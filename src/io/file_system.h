@@ -120,6 +120,9 @@ class FileSystem {
     // filled up; negative means no limit. Truncations still work. A test seam: the
     // program never sets it.
     int64_t write_budget = -1;
+    // With the budget spent, truncations fail too: the files stay as the last
+    // allowed write left them, as after a run killed there. A test seam.
+    bool budget_freezes = false;
 
     // Registers the watch for the file behind `fd`; false if the file can't be told.
     bool watch(FileWatch& watch, int fd);
@@ -128,7 +131,7 @@ class FileSystem {
   private:
     friend class File;
     // Every write and truncation passes here before it touches the file; false if
-    // the write budget is spent.
+    // the write budget is spent (for a truncation, only if the budget freezes).
     bool before_write(int fd, bool counts);
     int open_at(const std::string& path, int flags, mode_t mode) const;
 

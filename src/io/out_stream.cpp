@@ -1,17 +1,11 @@
 // io/out_stream.cpp
 #include "io/out_stream.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdarg>
 #include <cstdio>
 #include <unistd.h>
-
-namespace {
-
-// Output to files and pipes leaves in blocks of this size.
-constexpr size_t kBlock = size_t{1} << 20;
-
-}  // namespace
 
 OutStream OutStream::to_descriptor(int fd) {
     OutStream stream;
@@ -26,39 +20,35 @@ OutStream::OutStream(std::string& capture) : capture_(&capture) {}
 
 OutStream::OutStream(OutStream&& other) noexcept
     : fd_(other.fd_), owned_(std::move(other.owned_)), capture_(other.capture_),
-      line_buffered_(other.line_buffered_), failed_(other.failed_), buffer_(std::move(other.buffer_)) {
+      line_buffered_(other.line_buffered_), failed_(other.failed_), data_(std::move(other.data_)),
+      size_(other.size_), capacity_(other.capacity_) {
     other.fd_ = -1;
     other.capture_ = nullptr;
+    other.size_ = other.capacity_ = 0;
 }
 
 OutStream::~OutStream() { flush(); }
 
-void OutStream::write(std::string_view text) {
-    buffer_.append(text);
-    drain_if_due();
-}
-
-void OutStream::put(char c) {
-    buffer_.push_back(c);
-    if (c == '\n' || buffer_.size() >= kBlock) drain_if_due();
+void OutStream::grow(size_t count) {
+    size_t wanted = std::max({size_ + count, capacity_ * 2, size_t{4096}});
+    std::unique_ptr<char[]> bigger = std::make_unique_for_overwrite<char[]>(wanted);
+    if (size_ > 0) std::memcpy(bigger.get(), data_.get(), size_);
+    data_ = std::move(bigger);
+    capacity_ = wanted;
 }
 
 void OutStream::print(const char* format, ...) {
-    size_t used = buffer_.size();
-    // Most texts fit the room behind the bytes already there; a longer one is printed again.
+    // Most texts fit 256 bytes of room; a longer one is printed again.
     size_t room = 256;
     for (int attempt = 0; attempt < 2; ++attempt) {
-        buffer_.resize(used + room);
+        if (room > capacity_ - size_) grow(room);
         va_list args;
         va_start(args, format);
-        int n = std::vsnprintf(buffer_.data() + used, room, format, args);
+        int n = std::vsnprintf(data_.get() + size_, room, format, args);
         va_end(args);
-        if (n < 0) {
-            buffer_.resize(used);
-            return;
-        }
+        if (n < 0) return;
         if (static_cast<size_t>(n) < room) {
-            buffer_.resize(used + static_cast<size_t>(n));
+            size_ += static_cast<size_t>(n);
             break;
         }
         room = static_cast<size_t>(n) + 1;
@@ -67,22 +57,22 @@ void OutStream::print(const char* format, ...) {
 }
 
 void OutStream::drain_if_due() {
-    if (buffer_.size() >= kBlock || (line_buffered_ && buffer_.find('\n') != std::string::npos)) flush();
+    if (size_ >= kBlock || (line_buffered_ && std::memchr(data_.get(), '\n', size_) != nullptr)) flush();
 }
 
 bool OutStream::flush() {
     if (capture_ != nullptr) {
-        capture_->append(buffer_);
-        buffer_.clear();
+        capture_->append(data_.get(), size_);
+        size_ = 0;
         return !failed_;
     }
     if (fd_ < 0) {
-        buffer_.clear();
+        size_ = 0;
         return !failed_;
     }
     size_t done = 0;
-    while (done < buffer_.size()) {
-        ssize_t n = ::write(fd_, buffer_.data() + done, buffer_.size() - done);
+    while (done < size_) {
+        ssize_t n = ::write(fd_, data_.get() + done, size_ - done);
         if (n < 0 && errno == EINTR) continue;
         if (n <= 0) {
             failed_ = true;
@@ -90,6 +80,6 @@ bool OutStream::flush() {
         }
         done += static_cast<size_t>(n);
     }
-    buffer_.clear();
+    size_ = 0;
     return !failed_;
 }

@@ -28,6 +28,7 @@
 #include <vector>
 
 #include "io/file_system.h"
+#include "io/progress.h"
 
 static_assert(std::endian::native == std::endian::little,
               "headers and descriptors are read and written as verbatim little-endian images");
@@ -102,6 +103,13 @@ struct RecordCacheDeleter {
     void operator()(RecordCache* cache) const;
 };
 
+// The table's memo file, open while the table uses it (table/memo.cpp).
+struct MemoFile;
+struct MemoFileDeleter {
+    void operator()(MemoFile* memo) const;
+};
+using MemoFilePtr = std::unique_ptr<MemoFile, MemoFileDeleter>;
+
 struct DbfTable {
     DbfTable() = default;
     DbfTable(const DbfTable&) = delete;
@@ -115,6 +123,10 @@ struct DbfTable {
     std::array<FieldDesc, kMaxFields> fields{};
     uint16_t field_count = 0;
     int32_t first_memo_field = -1;
+    // The file holds more records than a position names (INT32_MAX): the table
+    // reads as its first INT32_MAX records and is never rewritten as a whole, nor
+    // given a header that would count fewer records than the file holds.
+    bool partial = false;
     std::vector<uint8_t> record;  // kRecordBufferSize bytes once the descriptors are accepted
     std::vector<char> value;      // kValueBufferSize bytes; the one place a rendered value lives
     TableSettings settings;
@@ -132,8 +144,10 @@ struct DbfTable {
     // Filter positions in sorted order, one per visible record. No value: no order.
     std::optional<std::vector<int32_t>> order_index;
 
-    // Read-ahead of sequential record reads, kept coherent with every write to the file.
+    // The read window over the records, kept coherent with every write to the file.
     std::unique_ptr<RecordCache, RecordCacheDeleter> read_cache;
+    // The memo file once a memo was read or written; none until then.
+    MemoFilePtr memo_file;
 };
 
 // ---- Table files, header and field descriptors --------------------------------
@@ -236,6 +250,20 @@ bool dbf_recall_record(DbfTable& table, int32_t position);
 uint8_t dbf_header_year(int years_since_1900);
 // Stamps today's date, writes the header and the end mark behind the last record.
 [[nodiscard]] bool dbf_write_header(DbfTable& table);
+// Stamps today's date and writes the 32-byte header alone; true if all of it was
+// written. A partial table's header is never written.
+[[nodiscard]] bool dbf_write_header_image(DbfTable& table);
+// Reads `count` bytes at `offset` of the table file through its read window (see
+// io/read_window.h) into `out`; the bytes that arrived, or -1.
+[[nodiscard]] int64_t dbf_read_bytes(DbfTable& table, void* out, size_t count, int64_t offset);
+// Writes `count` bytes at `offset` of the table file, keeping the read window true;
+// the bytes written, or -1.
+[[nodiscard]] int64_t dbf_write_bytes(DbfTable& table, const void* data, size_t count, int64_t offset);
+// Fetches the visible record `position` towards the processor if the read window
+// holds it: a hint for a walk out of file order, given a few records ahead.
+void dbf_prefetch_record(DbfTable& table, int32_t position);
+// Sets the largest table file that a walk out of file order reads whole.
+void dbf_set_whole_read_limit(DbfTable& table, size_t bytes);
 
 // ---- Reading field values -----------------------------------------------------
 // Rendering overwrites the value buffer and returns it.
@@ -304,7 +332,8 @@ bool dbf_store_datetime(DbfTable& table, int field, int year, int month, int day
                         int second);
 
 // ---- Memo files -----------------------------------------------------------------
-// The memo file is opened for one operation and closed again.
+// The memo file is opened at its first use and stays open, with a read window and
+// what its header says, until the table is closed or its memo file is let go.
 
 // The memo's text, cut at its first NUL; no value if there is none or it can't be read.
 std::optional<std::string> dbf_memo_read(DbfTable& table, int field);
@@ -316,6 +345,27 @@ int32_t dbf_memo_write(DbfTable& table, const char* text);
 int32_t dbf_memo_write_bytes(DbfTable& table, const std::string& bytes);
 // The memo file's block size; 0 if it can't be opened or the family is unknown.
 int32_t dbf_memo_block_size(DbfTable& table);
+// Texts appended from now on wait in memory until dbf_memo_flush, for a record
+// writer that flushes them before every block of records; calls nest.
+void dbf_memo_begin_gathering(DbfTable& table);
+// Flushes and ends one dbf_memo_begin_gathering; false as dbf_memo_flush.
+[[nodiscard]] bool dbf_memo_end_gathering(DbfTable& table);
+// Writes the waiting texts in one write, then the header naming the next free
+// block; false if the texts could not be written (no record may name them then).
+[[nodiscard]] bool dbf_memo_flush(DbfTable& table);
+// Bytes of text waiting.
+size_t dbf_memo_waiting(const DbfTable& table);
+// Closes the memo file, dropping waiting texts; the next use opens it again.
+void dbf_memo_release(DbfTable& table);
+// A memo file of the table's family at `path`, other than the table's own (a
+// rebuild writes one), opened at its first use; its texts always wait.
+MemoFilePtr dbf_memo_attach(const DbfTable& table, const std::string& path);
+// Appends bytes as one memo to such a file; its block number, or 0.
+int32_t dbf_memo_append(MemoFile& memo, const std::string& bytes);
+// Bytes of text waiting in a memo file.
+size_t dbf_memo_waiting(const MemoFile& memo);
+// dbf_memo_flush for a memo file.
+[[nodiscard]] bool dbf_memo_flush(MemoFile& memo);
 // Creates an empty memo file for the table at `path`. True if the whole header was written.
 bool dbf_create_memo(FileSystem& fs, const std::string& path, MemoKind kind, int block_size);
 
@@ -332,5 +382,6 @@ void dbf_fill_field(FieldDesc& desc, const char* name, char type, uint16_t wide)
 [[nodiscard]] bool dbf_truncate(DbfTable& table, int32_t count);
 // Takes every record off.
 [[nodiscard]] bool dbf_zap(DbfTable& table);
-// Closes the gaps of deleted records, rebuilds the memo file, or both.
-[[nodiscard]] bool dbf_pack(DbfTable& table, PackMode mode);
+// Closes the gaps of deleted records, rebuilds the memo file, or both; a partial
+// table is refused. Each stage reports its records to `progress` when given one.
+[[nodiscard]] bool dbf_pack(DbfTable& table, PackMode mode, Progress* progress = nullptr);

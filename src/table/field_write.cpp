@@ -10,6 +10,7 @@
 // store says false. Nothing reaches the file here except memo text.
 #include <algorithm>
 #include <cctype>
+#include <charconv>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
@@ -62,8 +63,85 @@ int64_t days_before_year(int64_t year) {
     return 365 * year + (year + 3) / 4 - (year + 99) / 100 + (year + 399) / 400;
 }
 
+// snprintf(out, size, "%*d", width, value), which to_chars and padding give exactly;
+// the length printf would report.
+int print_integer(char* out, size_t size, int width, int32_t value) {
+    char digits[16];
+    const size_t length = static_cast<size_t>(std::to_chars(digits, digits + sizeof digits, value).ptr - digits);
+    const size_t pad = width > static_cast<int>(length) ? static_cast<size_t>(width) - length : 0;
+    if (pad + length >= size) return std::snprintf(out, size, "%*d", width, value);
+    std::memset(out, ' ', pad);
+    std::memcpy(out + pad, digits, length);
+    out[pad + length] = '\0';
+    return static_cast<int>(pad + length);
+}
+
+constexpr double kPowersOfTen[] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,  1e8,  1e9,  1e10, 1e11,
+                                   1e12, 1e13, 1e14, 1e15, 1e16, 1e17, 1e18, 1e19, 1e20, 1e21, 1e22};
+
+// "%.*f" of a number that is the double nearest to m / 10^decimals for a whole m
+// below 10^15 in size: printf rounds the double's exact value, which lies within
+// half a unit of its last bit of m / 10^decimals, to `decimals` places, and that
+// is m again. False, with nothing written, for any other number.
+bool print_scaled(double number, int decimals, char* out, size_t& length) {
+    if (decimals > 22) return false;
+    const double scaled = number * kPowersOfTen[decimals];
+    if (!(scaled > -1e15 && scaled < 1e15)) return false;
+    const int64_t m = std::llround(scaled);
+    if (static_cast<double>(m) / kPowersOfTen[decimals] != number) return false;
+    char digits[24];
+    char* end = std::to_chars(digits, digits + sizeof digits, m < 0 ? -m : m).ptr;
+    size_t count = static_cast<size_t>(end - digits);
+    char* p = out;
+    if (std::signbit(number)) *p++ = '-';  // -0.0 too, as printf shows it
+    const size_t whole = count > static_cast<size_t>(decimals) ? count - static_cast<size_t>(decimals) : 0;
+    if (whole == 0) {
+        *p++ = '0';
+    } else {
+        std::memcpy(p, digits, whole);
+        p += whole;
+    }
+    if (decimals > 0) {
+        *p++ = '.';
+        const size_t zeros = static_cast<size_t>(decimals) - (count - whole);
+        std::memset(p, '0', zeros);
+        p += zeros;
+        std::memcpy(p, digits + whole, count - whole);
+        p += count - whole;
+    }
+    length = static_cast<size_t>(p - out);
+    return true;
+}
+
+// snprintf(out, size, "%*.*f", width, decimals, number) for a finite number:
+// to_chars in fixed notation with a precision prints as printf does.
+int print_fixed(char* out, size_t size, int width, int decimals, double number) {
+    char digits[kPrintBuffer + 400];
+    size_t length = 0;
+    if (!print_scaled(number, decimals, digits, length)) {
+        std::to_chars_result r = std::to_chars(digits, digits + sizeof digits, number, std::chars_format::fixed, decimals);
+        if (r.ec != std::errc()) return std::snprintf(out, size, "%*.*f", width, decimals, number);
+        length = static_cast<size_t>(r.ptr - digits);
+    }
+    const size_t pad = width > static_cast<int>(length) ? static_cast<size_t>(width) - length : 0;
+    // What snprintf would cut short is refused by the caller for its length alone.
+    if (pad + length >= size) return static_cast<int>(pad + length);
+    std::memset(out, ' ', pad);
+    std::memcpy(out + pad, digits, length);
+    out[pad + length] = '\0';
+    return static_cast<int>(pad + length);
+}
+
 int atoi_column(const char* text, size_t length, size_t column, size_t width) {
     if (column >= length) return 0;
+    if (column + width <= length) {
+        // All digits: the number they spell, as atoi reads it.
+        int value = 0;
+        size_t i = 0;
+        for (; i < width && text[column + i] >= '0' && text[column + i] <= '9'; ++i)
+            value = value * 10 + (text[column + i] - '0');
+        if (i == width) return value;
+    }
     char digits[8] = {};
     std::memcpy(digits, text + column, std::min(width, length - column));
     return std::atoi(digits);
@@ -107,7 +185,7 @@ bool dbf_store_text(DbfTable& table, int field, const char* text) {
 bool dbf_store_integer(DbfTable& table, int field, int32_t value) {
     if (!is_field(table, field)) return false;
     char printed[kPrintBuffer];
-    int n = std::snprintf(printed, sizeof printed, "%*d", table.fields[field].length, value);
+    int n = print_integer(printed, sizeof printed, table.fields[field].length, value);
     return store_printed(table, field, printed, n);
 }
 
@@ -121,7 +199,7 @@ bool dbf_store_number(DbfTable& table, int field, double number) {
     }
     if (!std::isfinite(number)) return false;
     char printed[kPrintBuffer];
-    int n = std::snprintf(printed, sizeof printed, "%*.*f", desc.length, desc.decimals, number);
+    int n = print_fixed(printed, sizeof printed, desc.length, desc.decimals, number);
     if (n < 0 || static_cast<size_t>(n) >= sizeof printed) return false;
     const char* point = std::strchr(printed, '.');
     if (point == nullptr || point - printed > desc.length - desc.decimals - 1) return false;
@@ -226,8 +304,21 @@ bool dbf_store_datetime(DbfTable& table, int field, int year, int month, int day
         return store_binary(table, field, stored, 8);
     }
     char printed[80];
-    int n = std::snprintf(printed, sizeof printed, "%04d%02d%02d%02d%02d%02d", year, month, day, hour, minute,
-                          second);
+    int n = 0;
+    if (year >= 0 && year <= 9999 && month >= 0 && month <= 99 && day >= 0 && day <= 99 && hour >= 0 && hour <= 99 &&
+        minute >= 0 && minute <= 99 && second >= 0 && second <= 99) {
+        // What the format prints for numbers of these sizes, digit by digit.
+        const int parts[6] = {year / 100, year % 100, month, day, hour, minute};
+        for (int part : parts) {
+            printed[n++] = static_cast<char>('0' + part / 10);
+            printed[n++] = static_cast<char>('0' + part % 10);
+        }
+        printed[n++] = static_cast<char>('0' + second / 10);
+        printed[n++] = static_cast<char>('0' + second % 10);
+        printed[n] = '\0';
+    } else {
+        n = std::snprintf(printed, sizeof printed, "%04d%02d%02d%02d%02d%02d", year, month, day, hour, minute, second);
+    }
     if ((desc.type != 'D' && desc.type != 'T') || n != 14) return false;
     return dbf_store_text(table, field, printed);
 }

@@ -38,12 +38,13 @@ bool parse_plain(const char* p, PlainDecimal& d) {
 }
 
 // Pads `text` of `length` bytes at the end of `out` to `width` with blanks in front.
-bool place(char* out, size_t size, const char* text, size_t length, int width) {
+bool place(char* out, size_t size, const char* text, size_t length, int width, size_t* written) {
     size_t pad = static_cast<size_t>(width) > length ? static_cast<size_t>(width) - length : 0;
     if (pad + length + 1 > size) return false;
     std::memset(out, ' ', pad);
     std::memcpy(out + pad, text, length);
     out[pad + length] = '\0';
+    if (written != nullptr) *written = pad + length;
     return true;
 }
 
@@ -88,7 +89,7 @@ bool number_atol(const char* text, long& value) {
     return true;
 }
 
-bool number_format_decimal(char* out, size_t size, const char* text, int width, int decimals) {
+bool number_format_decimal(char* out, size_t size, const char* text, int width, int decimals, size_t* written) {
     PlainDecimal d;
     if (!parse_plain(text, d) || d.fraction_length > decimals || d.whole_length + decimals > kExactDigits)
         return false;
@@ -105,16 +106,16 @@ bool number_format_decimal(char* out, size_t size, const char* text, int width, 
         std::memset(digits + length, '0', static_cast<size_t>(decimals - d.fraction_length));
         length += static_cast<size_t>(decimals - d.fraction_length);
     }
-    return place(out, size, digits, length, width);
+    return place(out, size, digits, length, width, written);
 }
 
-bool number_format_long(char* out, size_t size, long value) {
+bool number_format_long(char* out, size_t size, long value, size_t* written) {
     char digits[24];
     std::to_chars_result r = std::to_chars(digits, digits + sizeof digits, value);
-    return place(out, size, digits, static_cast<size_t>(r.ptr - digits), 10);
+    return place(out, size, digits, static_cast<size_t>(r.ptr - digits), 10, written);
 }
 
-bool number_format_currency(char* out, size_t size, int64_t value) {
+bool number_format_currency(char* out, size_t size, int64_t value, size_t* written) {
     // Below 10^15 units the quotient by 10000.0 prints back as the exact 4 places.
     constexpr int64_t kLimit = 1000000000000000;
     if (value <= -kLimit || value >= kLimit) return false;
@@ -126,5 +127,34 @@ bool number_format_currency(char* out, size_t size, int64_t value) {
     *p++ = '.';
     uint64_t places = magnitude % 10000;
     for (int divisor = 1000; divisor > 0; divisor /= 10) *p++ = static_cast<char>('0' + places / divisor % 10);
-    return place(out, size, digits, static_cast<size_t>(p - digits), 24);
+    return place(out, size, digits, static_cast<size_t>(p - digits), 24, written);
+}
+
+bool number_is_printed_form(const char* text, int width, int decimals) {
+    // Read from the end: the places, the point, the whole digits, a minus, blanks.
+    const unsigned char* t = reinterpret_cast<const unsigned char*>(text);
+    auto digit = [](unsigned char c) { return static_cast<unsigned>(c - '0') <= 9u; };
+    int i = width;
+    if (decimals > 0) {
+        const int point = width - decimals - 1;
+        if (point < 1 || t[point] != '.') return false;
+        for (int k = point + 1; k < width; ++k)
+            if (!digit(t[k])) return false;
+        i = point;
+    }
+    const int whole_end = i;
+    while (i > 0 && digit(t[i - 1])) --i;
+    const int whole_length = whole_end - i;
+    if (whole_length == 0 || (whole_length > 1 && t[i] == '0') || whole_length + decimals > kExactDigits) return false;
+    if (i > 0 && t[i - 1] == '-') --i;
+    // Blanks in front, eight at a time where there are that many.
+    constexpr uint64_t kBlanks = 0x2020202020202020u;
+    for (; i >= 8; i -= 8) {
+        uint64_t word;
+        std::memcpy(&word, t + i - 8, 8);
+        if (word != kBlanks) return false;
+    }
+    while (i > 0)
+        if (t[--i] != ' ') return false;
+    return true;
 }

@@ -20,8 +20,15 @@ bool number_atof(const char* text, double& value);
 bool number_atol(const char* text, long& value);
 // snprintf(out, size, "%<width>.<decimals>f", atof(text)), for a plain decimal of
 // no more than `decimals` places; `size` must hold the text and its terminator.
-bool number_format_decimal(char* out, size_t size, const char* text, int width, int decimals);
+// The formatters put the length of what they wrote in `length` when given one.
+bool number_format_decimal(char* out, size_t size, const char* text, int width, int decimals,
+                           size_t* length = nullptr);
 // snprintf(out, size, "%10ld", value).
-bool number_format_long(char* out, size_t size, long value);
+bool number_format_long(char* out, size_t size, long value, size_t* length = nullptr);
 // snprintf(out, size, "%24.4f", value / 10000.0), the rendering of a currency.
-bool number_format_currency(char* out, size_t size, int64_t value);
+bool number_format_currency(char* out, size_t size, int64_t value, size_t* length = nullptr);
+// Whether the `width` bytes at `text` are already what
+// snprintf("%<width>.<decimals>f", atof(text)) prints: blanks, an optional minus,
+// digits without a leading zero (but a lone one), the point and exactly `decimals`
+// digits if there are any, no more than 15 digits in all, nothing behind.
+bool number_is_printed_form(const char* text, int width, int decimals);

@@ -126,6 +126,7 @@ bool dbf_read_fields(DbfTable& table) {
         table.header.record_length = static_cast<uint16_t>(offset);
         table.status |= DBF_STATUS_BAD_RECORD_LENGTH;
     }
+    table.partial = count > INT32_MAX;
     if (count > INT32_MAX) count = INT32_MAX;
     table.header.record_count = static_cast<uint32_t>(count);
     return result;
@@ -193,11 +194,15 @@ MemoKind dbf_memo_kind(const DbfTable& table) {
 
 MemoKind dbf_bind_memo(DbfTable& table) {
     MemoKind kind = dbf_memo_kind(table);
-    table.memo_path = dbf_memo_file_name(table.path, kind);
+    std::string path = dbf_memo_file_name(table.path, kind);
     // Only a table with memo fields reads a memo file, and only an open one can look.
     if (table.first_memo_field != -1 && table.file.is_open()) {
-        if (std::optional<std::string> found = dbf_find_memo_file(table.file.fs(), table.path, table.memo_path))
-            table.memo_path = *found;
+        if (std::optional<std::string> found = dbf_find_memo_file(table.file.fs(), table.path, path))
+            path = *found;
+    }
+    if (path != table.memo_path) {
+        dbf_memo_release(table);
+        table.memo_path = std::move(path);
     }
     return kind;
 }
@@ -240,9 +245,10 @@ const char* dbf_memo_family_name(MemoKind kind) {
 }
 
 OpenFailure dbf_open_into(DbfTable& table, FileSystem& fs, const std::string& path) {
+    dbf_memo_release(table);
+    table.read_cache.reset();
     table.file = fs.open(path);
     if (!table.file.is_open()) return OpenFailure::CantOpen;
-    table.read_cache.reset();
     if (!dbf_read_header(table)) return OpenFailure::InvalidHeader;
     if (!dbf_read_fields(table)) return OpenFailure::InvalidFields;
     table.path = path;
@@ -260,6 +266,7 @@ std::unique_ptr<DbfTable> dbf_open(FileSystem& fs, const std::string& path, Open
 
 void dbf_close(DbfTable& table) {
     if (!table.file.is_open()) return;
+    dbf_memo_release(table);
     table.read_cache.reset();
     table.file.close();
     table.record.clear();

@@ -10,27 +10,34 @@
 // table's. Until the last rename nothing the table refers to has changed, and a
 // failed rename is undone by renaming back.
 //
-// A pack works on physical records, whatever filter or order stands.
+// A pack works on physical records, whatever filter or order stands. Records and
+// memo texts go out in blocks (table/record_writer.h).
 #include <vector>
 
 #include "table/dbf.h"
+#include "table/record_writer.h"
 
 namespace {
 
 constexpr size_t kCopyBatch = 256 * 1024;
 
-// Compaction: live records move down over the deleted ones, in order. A record is
-// only ever written over a deleted record or over one already copied further down,
-// so a failure half-way loses no live record.
-bool compact_records(DbfTable& table) {
+// Compaction: live records move down over the deleted ones, in order, gathered in
+// runs. A run is written only after every record it covers has been read, and each
+// of those is deleted or stands in this run or an earlier one at a lower place; so
+// a failure half-way, even in the middle of a run's write, loses no live record.
+bool compact_records(DbfTable& table, Progress& progress) {
     int32_t count = static_cast<int32_t>(table.header.record_count);
     int32_t kept = 0;
+    RecordUpdater moved(table);
+    progress.stage("moving records", static_cast<uint64_t>(count));
     for (int32_t source = 0; source < count; ++source) {
+        progress.advance(static_cast<uint64_t>(source));
         if (!dbf_read_physical(table, source)) return false;
         if (table.record[0] == '*') continue;
-        if (source != kept && !dbf_write_physical(table, kept)) return false;
+        if (source != kept && !moved.write_physical(kept)) return false;
         ++kept;
     }
+    if (!moved.finish()) return false;
     // A table without deleted records is not touched, and keeps its date.
     return kept == count || dbf_truncate(table, kept);
 }
@@ -41,6 +48,7 @@ struct RebuildFiles {
     ~RebuildFiles() {
         if (keep) return;
         copy.close();
+        new_memo.reset();
         if (!table_copy.empty()) fs.remove(table_copy);
         if (!memo.empty()) fs.remove(memo);
     }
@@ -48,6 +56,7 @@ struct RebuildFiles {
     std::string table_copy;  // beside the table
     std::string memo;        // beside the memo file
     File copy;
+    MemoFilePtr new_memo;    // the memo file `memo`, its texts gathered
     bool keep = false;
 };
 
@@ -73,27 +82,31 @@ bool store_block(DbfTable& table, int field, int32_t block) {
 
 // Writes every record of the table, with its memo texts moved to the new memo file,
 // into the copy. The table's own files are only read.
-bool write_rebuilt_copy(DbfTable& table, RebuildFiles& files) {
+bool write_rebuilt_copy(DbfTable& table, RebuildFiles& files, Progress& progress) {
     const int64_t header_length = table.header.header_length;
     const size_t record_length = table.header.record_length;
     std::vector<uint8_t> head(static_cast<size_t>(header_length));
     if (!table.file.read_exactly(head.data(), head.size(), 0)) return false;
     if (!files.copy.write_all(head.data(), head.size(), 0)) return false;
 
-    // Records go out in batches; the end mark follows the last one.
+    // Records go out in batches, each behind the memo texts it names; the end mark
+    // follows the last one.
     std::vector<uint8_t> batch;
     batch.reserve(kCopyBatch + record_length + 1);
     int64_t batch_offset = header_length;
+    MemoFile& new_memo = *files.new_memo;
     auto flush = [&]() {
-        bool written = batch.empty() || files.copy.write_all(batch.data(), batch.size(), batch_offset);
+        bool written = dbf_memo_flush(new_memo) &&
+                       (batch.empty() || files.copy.write_all(batch.data(), batch.size(), batch_offset));
         batch_offset += static_cast<int64_t>(batch.size());
         batch.clear();
         return written;
     };
 
-    const std::string old_memo = table.memo_path;
     const int32_t count = static_cast<int32_t>(table.header.record_count);
+    progress.stage("rebuilding memos", static_cast<uint64_t>(count));
     for (int32_t r = 0; r < count; ++r) {
+        progress.advance(static_cast<uint64_t>(r));
         if (!dbf_read_physical(table, r)) return false;
         for (int field = 0; field < table.field_count; ++field) {
             if (!dbf_field_is_memo(table, field)) continue;
@@ -103,20 +116,19 @@ bool write_rebuilt_copy(DbfTable& table, RebuildFiles& files) {
                 dbf_field_blank(table, field);
                 continue;
             }
-            table.memo_path = files.memo;
-            int32_t block = dbf_memo_write_bytes(table, *text);
-            table.memo_path = old_memo;
+            int32_t block = dbf_memo_append(new_memo, *text);
             if (block == 0 || !store_block(table, field, block)) return false;
         }
         batch.insert(batch.end(), table.record.begin(),
                      table.record.begin() + static_cast<std::ptrdiff_t>(record_length));
-        if (batch.size() >= kCopyBatch && !flush()) return false;
+        if ((batch.size() >= kCopyBatch || dbf_memo_waiting(new_memo) >= kRecordBlockBytes) && !flush())
+            return false;
     }
     batch.push_back(0x1A);
     return flush();
 }
 
-bool rebuild_memo(DbfTable& table) {
+bool rebuild_memo(DbfTable& table, Progress& progress) {
     MemoKind kind = dbf_bind_memo(table);
     // Memos of an unknown family can be neither read nor written: a rebuild would
     // only blank their references.
@@ -146,7 +158,9 @@ bool rebuild_memo(DbfTable& table) {
     files.copy = fs.create(files.table_copy);
     if (!files.copy.is_open()) return false;
     files.copy.copy_mode_from(table.file);
-    if (!write_rebuilt_copy(table, files)) return false;
+    files.new_memo = dbf_memo_attach(table, files.memo);
+    if (!write_rebuilt_copy(table, files, progress)) return false;
+    files.new_memo.reset();
 
     // The rename replaces the `~` file of an earlier pack. A rename undone on
     // the way back can only be tried.
@@ -160,8 +174,10 @@ bool rebuild_memo(DbfTable& table) {
         (void)fs.rename(old_memo, memo_path);
         return false;
     }
-    // The copy is the table now; the old file goes with its descriptor.
+    // The copy is the table now; the old file goes with its descriptor, and the old
+    // memo file, now the `~` file, with the table's hold on it.
     files.keep = true;
+    dbf_memo_release(table);
     table.read_cache.reset();
     table.file = std::move(files.copy);
     return true;
@@ -169,10 +185,14 @@ bool rebuild_memo(DbfTable& table) {
 
 }  // namespace
 
-bool dbf_pack(DbfTable& table, PackMode mode) {
+bool dbf_pack(DbfTable& table, PackMode mode, Progress* progress) {
+    if (table.partial) return false;  // the records past the last position would be lost
+    Progress silent;
+    Progress& shown = progress != nullptr ? *progress : silent;
     if (mode == PackMode::All || mode == PackMode::Records) {
-        if (!compact_records(table)) return false;
+        if (!compact_records(table, shown)) return false;
     }
-    if ((mode == PackMode::All || mode == PackMode::Memo) && table.first_memo_field != -1) return rebuild_memo(table);
+    if ((mode == PackMode::All || mode == PackMode::Memo) && table.first_memo_field != -1)
+        return rebuild_memo(table, shown);
     return true;
 }

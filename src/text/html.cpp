@@ -6,6 +6,7 @@
 // between words come out as one blank.
 #include "text/html.h"
 
+#include <array>
 #include <cstring>
 #include <string_view>
 
@@ -19,10 +20,10 @@ constexpr size_t kMaxLinkTags = 23;
 
 // Stage 1: the escapes. A blank goes before "<br>" and behind its line feed,
 // before "&lt;" and behind "&gt;", so that the words split there.
-std::string escape(const char* text) {
-    std::string escaped;
-    escaped.reserve(kMaxEscapeGrowth * std::strlen(text));
-    for (const char* p = text; *p != '\0'; ++p) {
+void escape(std::string_view text, std::string& escaped) {
+    escaped.clear();
+    escaped.reserve(kMaxEscapeGrowth * text.size());
+    for (const char* p = text.data(); p != text.data() + text.size() && *p != '\0'; ++p) {
         switch (*p) {
             case '\n': escaped += " <br>\n "; break;
             case '<': escaped += " &lt;"; break;
@@ -33,7 +34,6 @@ std::string escape(const char* text) {
             default: escaped += *p; break;
         }
     }
-    return escaped;
 }
 
 void append_link(std::string& out, std::string_view prefix, std::string_view href, std::string_view word) {
@@ -72,22 +72,58 @@ void append_word(std::string& out, std::string_view word) {
 
 }  // namespace
 
-std::string html_value(const char* text) {
-    const std::string escaped = escape(text);
+void html_append(std::string& out, std::string_view text, std::string& scratch) {
+    escape(text, scratch);
     // Every word of w bytes gives at most 2w + 23 bytes, and a word has at least
     // one byte and a delimiter behind it, so there are at most (n + 1) / 2 words.
-    std::string result;
-    result.reserve(2 * escaped.size() + kMaxLinkTags * ((escaped.size() + 1) / 2));
-    std::string_view rest = escaped;
+    out.reserve(out.size() + 2 * scratch.size() + kMaxLinkTags * ((scratch.size() + 1) / 2));
+    std::string_view rest = scratch;
     while (true) {
         size_t start = rest.find_first_not_of(" \t");
         if (start == std::string_view::npos) break;
         rest.remove_prefix(start);
         size_t end = rest.find_first_of(" \t");
-        append_word(result, rest.substr(0, end));
+        append_word(out, rest.substr(0, end));
         if (end == std::string_view::npos) break;
         rest.remove_prefix(end);
     }
+}
+
+// The bytes html_is_plain must look at: what the escapes change, what splits
+// words, what may make a link.
+constexpr std::array<bool, 256> kNoteworthy = [] {
+    std::array<bool, 256> table{};
+    for (unsigned char c : std::string_view("\0\n\r\t<>&\"@: wf", 13)) table[c] = true;
+    return table;
+}();
+
+bool html_is_plain(std::string_view text) {
+    if (text.empty() || text.front() == ' ' || text.back() == ' ') return false;
+    for (size_t i = 0; i < text.size(); ++i) {
+        if (!kNoteworthy[static_cast<unsigned char>(text[i])]) continue;
+        switch (text[i]) {
+            case '\0': case '\n': case '\r': case '\t': case '<': case '>': case '&': case '"':
+            case '@': case ':':
+                return false;
+            case ' ':
+                if (text[i + 1] == ' ') return false;
+                break;
+            case 'w': case 'f':
+                // "www." and "ftp." open a web or FTP address at the start of a word.
+                if ((i == 0 || text[i - 1] == ' ') &&
+                    (text.substr(i, 4) == "www." || text.substr(i, 4) == "ftp."))
+                    return false;
+                break;
+            default:
+                break;
+        }
+    }
+    return true;
+}
+
+std::string html_value(const char* text) {
+    std::string result, scratch;
+    html_append(result, text, scratch);
     return result;
 }
 

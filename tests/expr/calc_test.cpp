@@ -193,3 +193,28 @@ TEST(Calc, SurvivesRandomTexts) {
 }
 
 }  // namespace
+
+// A lone number takes a quick way past the parser. In parentheses it takes the
+// parse: the two must agree on every text, down to the sign of zero and to failure.
+TEST(Calc, LoneNumbersAsTheParseReadsThem) {
+    std::mt19937 rng(23);
+    const std::string alphabet = "0123456789 .-e+x";
+    int numbers = 0;
+    for (int i = 0; i < 200000; ++i) {
+        std::string text(rng() % 30, ' ');
+        for (char& c : text) c = alphabet[rng() % (i % 2 ? 13 : alphabet.size())];
+        int32_t quick_ok = 1, parsed_ok = 1;
+        const double quick = calc_evaluate(text.c_str(), &quick_ok);
+        const double parsed = calc_evaluate(("(" + text + ")").c_str(), &parsed_ok);
+        ASSERT_EQ(quick_ok, parsed_ok) << '"' << text << '"';
+        if (!quick_ok) continue;
+        ++numbers;
+        ASSERT_EQ(std::memcmp(&quick, &parsed, sizeof quick), 0) << '"' << text << "\": " << quick << " / " << parsed;
+    }
+    EXPECT_GT(numbers, 10000);
+    for (const char* text : {"-0", "  -  0.000  ", ".5", "5.", "007", "123456789012345678901234567890"}) {
+        int32_t ok = 1;
+        (void)calc_evaluate(text, &ok);
+        EXPECT_EQ(ok, 1) << text;
+    }
+}

@@ -377,3 +377,29 @@ TEST(Condition, SurvivesAnyText) {
 }
 
 }  // namespace
+
+// Sums of boolean texts are kept from record to record; judging a series of records
+// with one scratch must give what a fresh scratch gives for each.
+TEST(Cond, ASeriesOfRecordsJudgesAsEachAlone) {
+    ScratchDir dir;
+    TableImage image;
+    image.fields = {{"A", 'N', 1}, {"B", 'N', 1}, {"C", 'N', 1}, {"D", 'N', 1}, {"E", 'N', 1}};
+    for (int bits = 0; bits < 32; ++bits) {
+        std::vector<std::string> values;
+        for (int k = 0; k < 5; ++k) values.push_back(std::to_string((bits >> k) & 1));
+        image.add(values);
+    }
+    dir.write("t.dbf", image.bytes());
+    auto table = open_table(dir.file("t.dbf"));
+    ASSERT_NE(table, nullptr);
+    auto series = std::make_unique<CondScratch>();
+    for (const char* condition : {"A=1&B=1|C=1&(D=1|E=1)", "(A=1|B=1)&(C=1|D=1)&E=0", "A=1|B=1|C=1|D=1|E=1",
+                                  "A>0&B>0&C>0&D>0&E>0&A<2&B<2&C<2&D<2&E<2"}) {
+        SCOPED_TRACE(condition);
+        for (int32_t r = 0; r < 32; ++r) {
+            ASSERT_TRUE(dbf_read_record(*table, r));
+            auto alone = std::make_unique<CondScratch>();
+            EXPECT_EQ(cond_evaluate(*table, *series, condition), cond_evaluate(*table, *alone, condition)) << r;
+        }
+    }
+}

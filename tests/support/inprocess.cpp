@@ -3,7 +3,8 @@
 
 #include "app/program.h"
 
-InProcessResult run_in_process(const ScratchDir& dir, const std::vector<std::string>& args, long long write_budget) {
+InProcessResult run_in_process(const ScratchDir& dir, const std::vector<std::string>& args, long long write_budget,
+                               bool frozen) {
     std::vector<std::string> copies = {"trugtool"};
     copies.insert(copies.end(), args.begin(), args.end());
     std::vector<char*> argv;
@@ -13,6 +14,7 @@ InProcessResult run_in_process(const ScratchDir& dir, const std::vector<std::str
     InProcessResult result;
     FileSystem fs(dir.path());
     fs.write_budget = write_budget;
+    fs.budget_freezes = frozen;
     OutStream console(result.out);
     result.status = run_program(console, fs, static_cast<int>(argv.size() - 1), argv.data());
     console.flush();

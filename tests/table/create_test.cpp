@@ -313,7 +313,8 @@ TEST(Pack, FailingMemoRebuildLeavesTableAndMemoAsTheyWere) {
             EXPECT_EQ(contents(dir.file("t.dbf")), kBefore);
             EXPECT_FALSE(dir.exists("t.dbf.pack") || dir.exists(std::string("t.pack") + (f.memo_name + 1)));
         }
-        EXPECT_GT(budget, 5) << "the rebuild's writes have each been made to fail";
+        // Memo file header, table header, texts, memo header, records.
+        EXPECT_GE(budget, 5) << "the rebuild's writes have each been made to fail";
     }
 }
 

@@ -2,6 +2,9 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstdio>
+#include <cstring>
+#include <random>
 #include <limits>
 
 #include "support/cli.h"
@@ -215,3 +218,51 @@ TEST(FieldWrite, MemoFieldTakesTextThroughTheMemoFile) {
 }
 
 }  // namespace
+
+// Numbers are printed without printf; the stored bytes (or the refusal) must be what
+// printf's "%*.*f" and "%*d" give, for every width, place count and kind of double.
+TEST(FieldWrite, NumbersStoreAsPrintfPrintsThem) {
+    std::mt19937_64 rng(3);
+    int stored = 0, refused = 0;
+    // One N 30 field whose descriptor takes each shape in turn.
+    OneField f({'N', 30, 0}, "");
+    ASSERT_TRUE(f.table);
+    FieldDesc& desc = f.table->fields[0];
+    for (int i = 0; i < 20000; ++i) {
+        const int length = 1 + static_cast<int>(rng() % 30);
+        const int decimals = i % 5 == 0 ? 0 : static_cast<int>(rng() % 12);
+        double number;
+        switch (i % 4) {
+            case 0: number = static_cast<double>(static_cast<int64_t>(rng() % 2000000000) - 1000000000) / 1000.0; break;
+            case 1: number = std::ldexp(static_cast<double>(rng() % 100000), static_cast<int>(rng() % 80) - 40); break;
+            case 2: number = (rng() & 1) ? -0.0 : 0.5; break;
+            default: number = static_cast<double>(static_cast<int64_t>(rng())) * ((rng() & 1) ? 1e-9 : 1.0); break;
+        }
+        // The store as it was written with printf.
+        std::string expected;
+        char printed[288];
+        if (decimals == 0) {
+            const double whole = std::trunc(number);
+            if (whole >= INT32_MIN && whole <= INT32_MAX) {
+                int n = std::snprintf(printed, sizeof printed, "%*d", length, static_cast<int32_t>(whole));
+                if (n <= length) expected.assign(printed, static_cast<size_t>(length));
+            }
+        } else {
+            int n = std::snprintf(printed, sizeof printed, "%*.*f", length, decimals, number);
+            const char* point = std::strchr(printed, '.');
+            if (n >= 0 && static_cast<size_t>(n) < sizeof printed && point != nullptr &&
+                point - printed <= length - decimals - 1 && n <= length)
+                expected.assign(printed, static_cast<size_t>(length));
+        }
+        desc.length = static_cast<uint8_t>(length);
+        desc.decimals = static_cast<uint8_t>(decimals);
+        std::memset(f.table->record.data() + desc.record_offset, '?', 30);
+        const std::string before = f.bytes(0);
+        const bool done = dbf_store_number(*f.table, 0, number);
+        ASSERT_EQ(done, !expected.empty()) << number << " in N " << length << "." << decimals;
+        ASSERT_EQ(f.bytes(0), done ? expected : before) << number << " in N " << length << "." << decimals;
+        (done ? stored : refused)++;
+    }
+    EXPECT_GT(stored, 5000);
+    EXPECT_GT(refused, 1000);
+}

@@ -293,3 +293,74 @@ TEST(MemoCreate, FailsWhereTheFileCannotBeMade) {
 }
 
 }  // namespace
+
+// The memo file stays open from the first memo on. Texts appended through another
+// table of the same file move its next free block, and this table sees that.
+TEST(MemoFileKeptOpen, AppendsThroughTwoTablesNeverOverlap) {
+    for (uint8_t signature : {uint8_t{0x83}, uint8_t{0x8B}, uint8_t{0xF5}}) {
+        SCOPED_TRACE(signature);
+        ScratchDir dir;
+        MemoImage::Layout layout = signature == 0x83 ? MemoImage::Dbase3
+                                   : signature == 0x8B ? MemoImage::Dbase4 : MemoImage::FoxPro;
+        auto first = open_memo_table(dir, signature, MemoImage(layout, 64).bytes());
+        auto second = open_table(dir.file("t.dbf"));
+        ASSERT_TRUE(first && second);
+        (void)dbf_read_record(*second, 0);
+        std::vector<std::pair<DbfTable*, std::string>> stored;
+        for (int i = 0; i < 6; ++i) {
+            DbfTable& table = i % 2 == 0 ? *first : *second;
+            std::string text = "text number " + std::to_string(i) + std::string(static_cast<size_t>(i) * 70, '.');
+            ASSERT_TRUE(dbf_store_memo(table, 0, text.c_str()));
+            stored.push_back({&table, std::to_string(dbf_field_atol(table, 0))});
+        }
+        auto reader = open_table(dir.file("t.dbf"));
+        for (size_t i = 0; i < stored.size(); ++i) {
+            ASSERT_TRUE(dbf_store_text(*reader, 0, ("   " + stored[i].second).c_str()));
+            EXPECT_EQ(dbf_memo_read(*reader, 0).value_or("-").substr(0, 13), "text number " + std::to_string(i));
+        }
+    }
+}
+
+// Gathered texts wait in memory, in the order and at the places direct appends
+// would give them, and a read of one writes them out first.
+TEST(MemoFileKeptOpen, GatheredTextsMatchDirectAppendsAndAreReadable) {
+    for (uint8_t signature : {uint8_t{0x83}, uint8_t{0x8B}, uint8_t{0xF5}}) {
+        SCOPED_TRACE(signature);
+        MemoImage::Layout layout = signature == 0x83 ? MemoImage::Dbase3
+                                   : signature == 0x8B ? MemoImage::Dbase4 : MemoImage::FoxPro;
+        ScratchDir direct, gathered;
+        auto a = open_memo_table(direct, signature, MemoImage(layout, 64).bytes());
+        auto b = open_memo_table(gathered, signature, MemoImage(layout, 64).bytes());
+        dbf_memo_begin_gathering(*b);
+        for (int i = 0; i < 5; ++i) {
+            std::string text(static_cast<size_t>(i) * 200 + 1, static_cast<char>('a' + i));
+            ASSERT_TRUE(dbf_store_memo(*a, 0, text.c_str()));
+            ASSERT_TRUE(dbf_store_memo(*b, 0, text.c_str()));
+        }
+        EXPECT_GT(dbf_memo_waiting(*b), 800u);
+        EXPECT_NE(gathered.read(memo_name(signature)), direct.read(memo_name(signature)));
+        EXPECT_EQ(dbf_memo_read(*b, 0), std::string(801, 'e'));  // written out for the read
+        EXPECT_EQ(dbf_memo_waiting(*b), 0u);
+        ASSERT_TRUE(dbf_store_memo(*a, 0, "last"));
+        ASSERT_TRUE(dbf_store_memo(*b, 0, "last"));
+        EXPECT_TRUE(dbf_memo_end_gathering(*b));
+        EXPECT_EQ(gathered.read(memo_name(signature)), direct.read(memo_name(signature)));
+    }
+}
+
+// A gathered text that can't be written makes the flush say so, and the next text
+// takes its place: the header on disk never moved.
+TEST(MemoFileKeptOpen, AFailedFlushGivesThePlaceBack) {
+    ScratchDir dir;
+    auto table = open_memo_table(dir, 0x83, MemoImage(MemoImage::Dbase3).bytes());
+    dbf_memo_begin_gathering(*table);
+    ASSERT_TRUE(dbf_store_memo(*table, 0, "lost"));
+    {
+        WriteBudget none(0);
+        EXPECT_FALSE(dbf_memo_flush(*table));
+    }
+    ASSERT_TRUE(dbf_store_memo(*table, 0, "kept"));
+    EXPECT_EQ(dbf_field_atol(*table, 0), 1);
+    EXPECT_TRUE(dbf_memo_end_gathering(*table));
+    EXPECT_EQ(dbf_memo_read(*table, 0), "kept");
+}

@@ -169,3 +169,40 @@ TEST(RecordAccess, ReadOnlyTableRefusesEveryWrite) {
     dbf_delete_record(*table, 0);
     EXPECT_EQ(dir.read("t.dbf"), bytes);
 }
+
+// A file of more records than a position names: offsets past 4 GiB read and write,
+// the table counts INT32_MAX records, and nothing that would rewrite it whole, or
+// give it a header counting fewer records than it holds, goes ahead. The file is
+// sparse: it takes no room on the disk.
+TEST(RecordAccess, TablesBeyondTheLastPositionAreReadNotRewritten) {
+    ScratchDir dir;
+    TableImage image;
+    image.fields = {{"L", 'C', 1}};
+    image.add({"a"});
+    image.end_mark = false;
+    dir.write("t.dbf", image.bytes());
+    const int64_t records = int64_t{INT32_MAX} + 10;
+    const int64_t size = 65 + 2 * records;
+    {
+        File file = test_fs().open(dir.file("t.dbf"));
+        ASSERT_TRUE(file.truncate(size));
+        ASSERT_TRUE(file.write_all(" z", 2, 65 + 2 * (int64_t{INT32_MAX} - 1)));
+    }
+    auto table = open_table(dir.file("t.dbf"));
+    ASSERT_NE(table, nullptr);
+    EXPECT_TRUE(table->partial);
+    EXPECT_EQ(dbf_record_count(*table), INT32_MAX);
+    ASSERT_TRUE(dbf_read_record(*table, INT32_MAX - 1));
+    EXPECT_EQ(table->record[1], 'z');
+    EXPECT_TRUE(dbf_delete_record(*table, INT32_MAX - 1));
+    ASSERT_TRUE(dbf_read_physical(*table, INT32_MAX - 1));
+    EXPECT_EQ(table->record[0], '*');
+    EXPECT_FALSE(dbf_append_record(*table, true));
+    EXPECT_FALSE(dbf_write_header(*table));
+    EXPECT_FALSE(dbf_pack(*table, PackMode::All));
+    File after = test_fs().open(dir.file("t.dbf"));
+    EXPECT_EQ(after.size(), size);
+    char header[8];
+    ASSERT_TRUE(after.read_exactly(header, sizeof header, 0));
+    EXPECT_EQ(std::string(header, sizeof header), image.bytes().substr(0, 8)) << "the header is as it was";
+}

@@ -1,6 +1,7 @@
 // tests/text/html_test.cpp
 #include <gtest/gtest.h>
 
+#include <random>
 #include <string>
 
 #include "commands/listing/sink.h"
@@ -101,4 +102,28 @@ TEST(StripCr, RemovesEveryCarriageReturnInPlace) {
         EXPECT_EQ(result, buffer.data());
         EXPECT_EQ(std::string(result), s.stripped);
     }
+}
+
+// The listing takes a cell as it is, with a blank behind it, wherever html_is_plain
+// says so: that must be html_value's answer, and the cells it turns down must include
+// every kind html_value changes.
+TEST(HtmlValue, PlainCellsAreTheirOwnHtml) {
+    std::mt19937 rng(11);
+    const std::string alphabet = "ab .w:@\t\r\n<>&\"ftp.www.http://x";
+    int plain = 0, other = 0;
+    for (int i = 0; i < 100000; ++i) {
+        std::string text(1 + rng() % 14, ' ');
+        for (char& c : text) c = alphabet[rng() % (i % 3 == 0 ? 4 : alphabet.size())];
+        if (html_is_plain(text)) {
+            ++plain;
+            ASSERT_EQ(html_value(text.c_str()), text + " ") << text;
+        } else {
+            ++other;
+        }
+    }
+    EXPECT_GT(plain, 1000);
+    EXPECT_GT(other, 1000);
+    for (const char* changed : {"", "a  b", " a", "a ", "a\tb", "www.x.y", "ftp.x.y", "a@b.c", "http://x", "a<b",
+                                "a\rb", "x ftp.a.b"})
+        EXPECT_FALSE(html_is_plain(changed)) << changed;
 }

@@ -12,8 +12,10 @@
 // through the calculator, all others as text.
 //
 // /UPDATE applies the list to records in the file, /APPEND adds records, and
-// +file.dbf adds the records of another table by field names. Every record goes to
-// the file by itself, so a write that fails costs that record and no other.
+// +file.dbf adds the records of another table by field names. Records go to the
+// file in blocks through a record writer (table/record_writer.h): a write that
+// fails costs the records of its block, and the header always counts what the file
+// holds.
 //
 // Nothing is stored as something it is not. A value its field can't hold (a number
 // too wide, a date the digits can't take) leaves the field as it was and draws a
@@ -34,6 +36,7 @@
 
 #include "expr/calc.h"
 #include "expr/cond.h"
+#include "table/record_writer.h"
 
 namespace {
 
@@ -50,15 +53,15 @@ int append_count(const char* text) {
 // One record of /UPDATE. A record that cannot be read is not touched: the buffer
 // would hold another record's bytes. Nor is one whose assignment list failed: the
 // record is changed as the list says or not at all.
-void update_record(Pass& pass, int32_t position) {
-    if (!dbf_read_record(pass.table, position)) return;
+void update_record(Pass& pass, RecordUpdater& updater, int32_t position) {
+    if (!updater.read(position)) return;
     const int32_t number = position + 1;  // as the user counts, and as /RANGE: takes it
     if (!apply_field_text(pass, number)) {
         pass.out.print("Record %d not updated\n", number);
         return;
     }
-    // A record that can't be written keeps its old values; the update goes on.
-    (void)dbf_write_record(pass.table, position);
+    // Records that can't be written keep their old values; the update goes on.
+    (void)updater.write(position);
 }
 
 // Stores a value into the field of the record buffer. A value the field can't hold
@@ -130,6 +133,7 @@ std::optional<std::string> table_field_text(Pass& pass, bool report) {
 bool field_text_fits(Pass& pass) { return table_field_text(pass, true).has_value(); }
 
 void import_records(DbfTable& table, DbfTable& source) {
+    RecordAppender appender(table);
     const int32_t count = dbf_record_count(source);
     for (int32_t record = 0; record < count; ++record) {
         if (!dbf_read_record(source, record)) break;
@@ -143,8 +147,9 @@ void import_records(DbfTable& table, DbfTable& source) {
             (void)dbf_field_set(table, field, text, number);  // what does not fit stays blank
         }
         // A table that takes no record now takes none of the ones behind it.
-        if (!dbf_append_record(table, false)) break;
+        if (!appender.add()) break;
     }
+    (void)appender.finish();  // the header tells what arrived
 }
 
 }  // namespace
@@ -220,15 +225,15 @@ void cmd_update(Pass& pass) {
     }
     if (!field_text_fits(pass)) return;
     DbfTable& table = pass.table;
+    RecordUpdater updater(table);
     if (!pass.run.ranges) {
-        for (int32_t position = 0; position < dbf_record_count(table); ++position) update_record(pass, position);
-        return;
+        for (int32_t position = 0; position < dbf_record_count(table); ++position)
+            update_record(pass, updater, position);
+    } else {
+        for (const int32_t position : *pass.run.ranges)
+            if (position >= 0 && position < dbf_record_count(table)) update_record(pass, updater, position);
     }
-    const std::vector<int32_t>& ranges = *pass.run.ranges;
-    for (size_t i = 0; i < ranges.size(); ++i) {
-        const int32_t position = ranges[i];
-        if (position >= 0 && position < dbf_record_count(table)) update_record(pass, position);
-    }
+    (void)updater.finish();  // records that could not be written keep their old values
 }
 
 void cmd_append(Pass& pass, const char* text) {
@@ -240,10 +245,13 @@ void cmd_append(Pass& pass, const char* text) {
     }
     if (!blank && pass.run.field_text && !field_text_fits(pass)) return;
     if (!blank && pass.run.field_text) (void)apply_field_text(pass, 0);  // its messages said what failed
+    if (blank && count > 0) dbf_blank_record(pass.table);
     // A count of 0 or below adds nothing.
+    RecordAppender appender(pass.table);
     for (int i = 0; i < count; ++i) {
-        if (!dbf_append_record(pass.table, blank)) break;
+        if (!appender.add()) break;
     }
+    (void)appender.finish();  // the header tells what arrived
 }
 
 void cmd_import(Pass& pass, const char* name) {

@@ -11,6 +11,8 @@
 #include <string>
 #include <strings.h>
 
+#include "table/record_writer.h"
+
 namespace {
 
 // atoi's reading (leading blanks, a sign, digits, then anything), without its
@@ -24,19 +26,22 @@ int32_t list_number(const char* text) {
 
 bool starts_with_all(const char* text) { return strncasecmp(text, "all", 3) == 0; }
 
-// Marks or clears every listed position below the table's count. A mark that
-// can't be read or written stays as it was.
-void change_marks(DbfTable& table, const char* text, bool (*change)(DbfTable&, int32_t)) {
+// Gives every listed position below the table's count the mark. Marks go to the
+// file in runs of adjacent records (table/record_writer.h); a mark that can't be
+// read or written stays as it was.
+void change_marks(DbfTable& table, const char* text, uint8_t mark) {
+    RecordUpdater updater(table);
     int32_t count = dbf_record_count(table);
     if (starts_with_all(text))
-        for (int32_t position = 0; position < count; ++position) change(table, position);
+        for (int32_t position = 0; position < count; ++position) (void)updater.mark(position, mark);
     // The word "all" itself reads as the number 0 and adds nothing to the walk.
     parse_record_list(
         text,
         [&](int32_t position) {
-            if (position >= 0 && position < count) change(table, position);
+            if (position >= 0 && position < count) (void)updater.mark(position, mark);
         },
         count);
+    (void)updater.finish();  // marks that could not be written stay as they were
 }
 
 }  // namespace
@@ -89,7 +94,7 @@ void cmd_delete(Pass& pass, const char* text) {
         pass.out.write("Parameter required for delete...\n");
         return;
     }
-    change_marks(pass.table, text, dbf_delete_record);
+    change_marks(pass.table, text, '*');
 }
 
 void cmd_recall(Pass& pass, const char* text) {
@@ -97,5 +102,5 @@ void cmd_recall(Pass& pass, const char* text) {
         pass.out.write("Parameter required for recall...\n");
         return;
     }
-    change_marks(pass.table, text, dbf_recall_record);
+    change_marks(pass.table, text, ' ');
 }

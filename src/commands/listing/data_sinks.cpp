@@ -56,8 +56,7 @@ std::string_view stored_date(const DbfTable& table, int field) {
 }
 
 // A text value without the blanks that pad it to the field's width.
-std::string_view unpadded(const char* text) {
-    std::string_view value(text);
+std::string_view unpadded(std::string_view value) {
     size_t end = value.find_last_not_of(' ');
     return value.substr(0, end == std::string_view::npos ? 0 : end + 1);
 }
@@ -77,7 +76,18 @@ class DataSink : public ListingSink {
   public:
     DataSink(ListingContext context, OutStream& out) : c_(context), out_(out) {}
 
+    void record(const std::vector<FieldValue>& values, const RecordFacts&) override {
+        open_record();
+        for (const FieldValue& value : values) this->value(value.field, value.text, value.memo);
+        close_record();
+    }
+
   protected:
+    virtual void open_record() = 0;
+    // One field: its rendering, or the memo text when `memo` says it is one.
+    virtual void value(int field, std::string_view text, bool memo) = 0;
+    virtual void close_record() = 0;
+
     ListingContext c_;
     OutStream& out_;
     std::string line_;
@@ -104,13 +114,13 @@ class CsvSink : public DataSink {
         column_ = 0;
     }
 
-    void value(int field, const char* text, const std::optional<std::string>& memo, bool) override {
+    void value(int field, std::string_view text, bool memo) override {
         if (column_++ > 0) line_ += ',';
         const DbfTable& table = c_.pass.table;
         switch (form_of(table, field)) {
             case Form::Text: csv_append_field(unpadded(text), line_); break;
             case Form::Memo:
-                if (memo) csv_append_field(*memo, line_);
+                if (memo) csv_append_field(text, line_);
                 break;
             case Form::StoredNumber: csv_append_number(stored(table, field), line_); break;
             case Form::RenderedNumber: csv_append_number(text, line_); break;
@@ -156,13 +166,13 @@ class JsonLinesSink : public DataSink {
         column_ = 0;
     }
 
-    void value(int field, const char* text, const std::optional<std::string>& memo, bool) override {
+    void value(int field, std::string_view text, bool memo) override {
         if (column_ > 0) line_ += ',';
         line_ += keys_[column_++];
         const DbfTable& table = c_.pass.table;
         switch (form_of(table, field)) {
             case Form::Text: json_append_string(unpadded(text), line_); break;
-            case Form::Memo: json_append_string(memo ? std::string_view(*memo) : std::string_view(), line_); break;
+            case Form::Memo: json_append_string(memo ? text : std::string_view(), line_); break;
             case Form::StoredNumber: json_append_number(stored(table, field), line_); break;
             case Form::RenderedNumber: json_append_number(text, line_); break;
             case Form::Double:

@@ -5,6 +5,12 @@
 // html_value and leave in ANSI; the other kinds of listing stay in OEM. Under
 // /UTF8 they leave in UTF-8 instead, converted from the table's code page, and a
 // file that starts with the listing says so in a <meta charset> line first.
+#include <array>
+#include <cstring>
+#include <string>
+#include <string_view>
+#include <vector>
+
 #include "commands/listing/sink.h"
 #include "text/codepage.h"
 #include "text/html.h"
@@ -13,7 +19,20 @@ namespace {
 
 class HtmlSink : public ListingSink {
   public:
-    HtmlSink(ListingContext context, OutStream& out) : c_(context), out_(out) {}
+    HtmlSink(ListingContext context, OutStream& out) : c_(context), out_(out) {
+        const DbfTable& table = c_.pass.table;
+        kinds_.resize(static_cast<size_t>(table.field_count), Cell::Text);
+        for (int field = 0; field < table.field_count; ++field) {
+            const char type = table.fields[static_cast<size_t>(field)].type;
+            if (type == 'D' || type == 'T')
+                kinds_[static_cast<size_t>(field)] = Cell::Date;
+            else if (dbf_field_is_numeric(table, field))
+                kinds_[static_cast<size_t>(field)] = Cell::Number;
+        }
+        // Text cells leave in ANSI by the built-in table, unless the table is ANSI
+        // already or the settings file gives its own sets (which may touch mark-up).
+        if (!table.settings.ansi_text && table.settings.conversion == nullptr) to_ansi_ = &oem_to_ansi_table;
+    }
 
     bool begin() override {
         const DbfTable& table = c_.pass.table;
@@ -28,7 +47,16 @@ class HtmlSink : public ListingSink {
         return true;
     }
 
-    void open_record() override {
+    void record(const std::vector<FieldValue>& values, const RecordFacts&) override {
+        open_record();
+        for (const FieldValue& value : values) this->value(value);
+        close_record();
+    }
+
+    void end() override { out_.write("</table>\n"); }
+
+  private:
+    void open_record() {
         const DbfTable& table = c_.pass.table;
         out_.write("<tr valign=top>");
         if (!c_.pass.run.settings.show_deletion_mark) return;
@@ -41,35 +69,64 @@ class HtmlSink : public ListingSink {
         if (table.settings.list_fields) out_.write("</tr>\n");
     }
 
-    void value(int field, const char*, const std::optional<std::string>& memo, bool) override {
+    void value(const FieldValue& cell) {
         DbfTable& table = c_.pass.table;
-        const char* value = dbf_trim_value(table, TrimMode::All);
+        const int field = cell.field;
+        const bool memo = cell.memo;
+        // The rendering loses its blanks at both ends.
+        std::string_view value = memo ? std::string_view() : cell.text;
+        while (!value.empty() && value.back() == ' ') value.remove_suffix(1);
+        while (!value.empty() && value.front() == ' ') value.remove_prefix(1);
         const bool fields_layout = table.settings.list_fields;
-        if (fields_layout) out_.print("<tr valign=top><td valign=top>%s</td>", c_.names[field].c_str());
-        const char type = table.fields[field].type;
-        if (!memo && value[0] == '\0') {
+        if (fields_layout) {
+            out_.write("<tr valign=top><td valign=top>");
+            out_.write(c_.names[static_cast<size_t>(field)]);
+            out_.write("</td>");
+        }
+        const Cell kind = kinds_[static_cast<size_t>(field)];
+        if (!memo && value.empty()) {
             out_.write("<td>&nbsp;</td>");
-        } else if (!fields_layout && (type == 'D' || type == 'T')) {
-            out_.print("<td align=center>%s</td>", value);
-        } else if (!fields_layout && dbf_field_is_numeric(table, field)) {
-            out_.print("<td align=right>%s</td>", value);
+        } else if (!fields_layout && kind == Cell::Date) {
+            out_.write("<td align=center>");
+            out_.write(value);
+            out_.write("</td>");
+        } else if (!fields_layout && kind == Cell::Number) {
+            out_.write("<td align=right>");
+            out_.write(value);
+            out_.write("</td>");
+        } else if (c_.utf8 == nullptr && (table.settings.ansi_text || to_ansi_ != nullptr) &&
+                   html_is_plain(memo ? cell.text : value)) {
+            // The text as it is, a blank behind it, each byte through the table.
+            const std::string_view text = memo ? cell.text : value;
+            char* p = out_.room(text.size() + 10);
+            std::memcpy(p, "<td>", 4);
+            p += 4;
+            if (to_ansi_ != nullptr) {
+                for (char c : text) *p++ = static_cast<char>((*to_ansi_)[static_cast<uint8_t>(c)]);
+            } else {
+                std::memcpy(p, text.data(), text.size());
+                p += text.size();
+            }
+            std::memcpy(p, " </td>", 6);
+            out_.commit(p + 6);
         } else {
-            std::string cell = html_value(memo ? memo->c_str() : value);
+            cell_.clear();
+            html_append(cell_, memo ? cell.text : value, escaped_);
             out_.write("<td>");
             if (c_.utf8 != nullptr) {
                 converted_.clear();
-                c_.utf8->to_utf8(cell.c_str(), converted_);
+                c_.utf8->to_utf8(std::string_view(cell_.c_str()), converted_);
                 out_.write(converted_);
             } else {
-                if (!table.settings.ansi_text) convert_oem_to_ansi(table, cell.data());
-                out_.write(cell.c_str());
+                if (!table.settings.ansi_text) convert_oem_to_ansi(table, cell_.data());
+                out_.write(std::string_view(cell_.c_str()));
             }
             out_.write("</td>");
         }
         if (fields_layout) out_.write("</tr>\n");
     }
 
-    void close_record() override {
+    void close_record() {
         const DbfTable& table = c_.pass.table;
         if (c_.pass.run.settings.show_file_name) {
             if (table.settings.list_fields)
@@ -80,12 +137,14 @@ class HtmlSink : public ListingSink {
         out_.write("</tr>\n");
     }
 
-    void end() override { out_.write("</table>\n"); }
+    enum class Cell { Text, Date, Number };
 
-  private:
     ListingContext c_;
     OutStream& out_;
-    std::string converted_;  // a cell in UTF-8
+    std::vector<Cell> kinds_;  // by field
+    const std::array<uint8_t, 256>* to_ansi_ = nullptr;
+    std::string cell_, escaped_;  // working space, kept from cell to cell
+    std::string converted_;       // a cell in UTF-8
 };
 
 }  // namespace

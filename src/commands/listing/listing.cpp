@@ -11,10 +11,13 @@
 // per byte; otherwise they go out as the table holds them, or from ANSI to OEM.
 #include "commands/listing/listing.h"
 
+#include <algorithm>
 #include <cstring>
 #include <strings.h>
 
 #include "commands/listing/sink.h"
+#include "io/progress.h"
+#include "table/field_render.h"
 #include "text/codepage.h"
 
 namespace {
@@ -57,78 +60,161 @@ std::unique_ptr<ListingSink> make_sink(ListingContext context, OutStream& out) {
     return nullptr;
 }
 
-// Renders records through a sink.
-class Renderer {
+// Byte ranges of the record buffer, merged where they touch, looked through for
+// NUL and CR bytes eight at a time.
+class ByteScan {
   public:
-    Renderer(Pass& pass, ListingSink& sink, const std::vector<int32_t>& fields, TextCodec* utf8)
-        : pass_(pass), sink_(sink), fields_(fields), utf8_(utf8) {
-        const OutputKind kind = pass.run.output.kind;
-        html_ = kind == OutputKind::Html;
-        data_ = kind == OutputKind::Csv || kind == OutputKind::JsonLines;
+    void add(std::pair<size_t, size_t> range) {
+        if (range.first < range.second) ranges_.push_back(range);
     }
-
-    // One record: read, then every selected field fetched, converted and handed on.
-    void record(int32_t position) {
-        DbfTable& table = pass_.table;
-        // A failed read leaves the record before it in the buffer; that is rendered.
-        (void)dbf_read_record(table, position);
-        sink_.open_record();
-        const size_t count = fields_.size();
-        for (size_t i = 0; i < count; ++i) {
-            const int field = fields_[i];
-            const char type = table.fields[field].type;
-            std::optional<std::string> memo;
-            // CSV and JSON Lines hold memo texts in full, whatever /MEMO says, and no binary memos.
-            const bool memo_text = data_ ? type == 'M' : pass_.run.settings.memo_as_text;
-            if (memo_text && dbf_field_is_memo(table, field)) {
-                memo = dbf_memo_read(table, field);
-                table.value[0] = '\0';
-            } else if (data_ && reads_stored_bytes(type)) {
-                table.value[0] = '\0';  // CSV and JSON take these from the record buffer
-            } else {
-                dbf_field_text(table, field);
-            }
-            char* text = memo ? memo->data() : table.value.data();
-            if (utf8_ != nullptr) {
-                text = to_utf8(table, field, text, memo);
-            } else if (table.settings.ansi_text && !html_) {
-                // Listings are OEM text; only HTML converts, the other way, after its mark-up.
-                convert_ansi_to_oem(table, text);
-            }
-            sink_.value(field, text, memo, i + 1 == count);
+    void merge() {
+        std::sort(ranges_.begin(), ranges_.end());
+        std::vector<std::pair<size_t, size_t>> merged;
+        for (const auto& r : ranges_) {
+            if (!merged.empty() && r.first <= merged.back().second)
+                merged.back().second = std::max(merged.back().second, r.second);
+            else
+                merged.push_back(r);
         }
-        sink_.close_record();
+        ranges_ = std::move(merged);
+    }
+    // Whether the ranges of `bytes` hold a NUL, and whether they hold a CR.
+    void look(const uint8_t* bytes, bool& nul, bool& cr) const {
+        constexpr uint64_t kOnes = 0x0101010101010101u, kHighs = 0x8080808080808080u;
+        constexpr uint64_t kCrs = 0x0D0D0D0D0D0D0D0Du;
+        auto has_zero = [](uint64_t x) { return ((x - kOnes) & ~x & kHighs) != 0; };
+        for (const auto& [first, last] : ranges_) {
+            size_t i = first;
+            for (; i + 8 <= last; i += 8) {
+                uint64_t word;
+                std::memcpy(&word, bytes + i, 8);
+                nul = nul || has_zero(word);
+                cr = cr || has_zero(word ^ kCrs);
+            }
+            for (; i < last; ++i) {
+                nul = nul || bytes[i] == 0;
+                cr = cr || bytes[i] == '\r';
+            }
+        }
     }
 
   private:
-    // Numbers, dates and logicals that CSV and JSON Lines read as stored.
-    static bool reads_stored_bytes(char type) {
-        return type == 'N' || type == 'F' || type == 'D' || type == 'T' || type == 'L';
-    }
+    std::vector<std::pair<size_t, size_t>> ranges_;
+};
 
-    // The UTF-8 form of a value: a memo text converted in its own string, other
-    // text in the renderer's. Numbers, dates and logicals are ASCII as rendered.
-    char* to_utf8(const DbfTable& table, int field, char* text, std::optional<std::string>& memo) {
-        const char type = table.fields[field].type;
-        if (memo) {
-            converted_.clear();
-            utf8_->to_utf8(*memo, converted_);
-            memo->swap(converted_);
-            return memo->data();
+// The walk of one listing: every field rendered (table/field_render.h), a memo
+// under /MEMO:text (in CSV and JSON Lines, every memo of type M) read whole, each
+// converted to UTF-8 under /UTF8 or to OEM text where the table is ANSI, and the
+// record handed to the sink.
+class Walk {
+  public:
+    Walk(Pass& pass, ListingSink& sink, const std::vector<int32_t>& fields, TextCodec* utf8)
+        : table_(pass.table), sink_(sink), utf8_(utf8),
+          // Listings are OEM text; only HTML converts, the other way, after its mark-up.
+          to_oem_(utf8 == nullptr && table_.settings.ansi_text && pass.run.output.kind != OutputKind::Html) {
+        const OutputKind kind = pass.run.output.kind;
+        const bool data = kind == OutputKind::Csv || kind == OutputKind::JsonLines;
+        const size_t count = fields.size();
+        columns_.reserve(count);
+        values_.resize(count);
+        for (size_t i = 0; i < count; ++i) {
+            const int field = fields[i];
+            const char type = table_.fields[static_cast<size_t>(field)].type;
+            Use use = Use::Rendered;
+            // CSV and JSON Lines hold memo texts in full, whatever /MEMO says, and no
+            // binary memos; their numbers, dates and logicals come from the record.
+            if (data ? type == 'M' : pass.run.settings.memo_as_text && dbf_field_is_memo(table_, field))
+                use = Use::MemoText;
+            else if (data && (type == 'N' || type == 'F' || type == 'D' || type == 'T' || type == 'L'))
+                use = Use::Stored;
+            // Numbers, dates and logicals are ASCII as rendered: only text goes to UTF-8.
+            const bool ascii = dbf_field_is_numeric(table_, field) || type == 'D' || type == 'T' || type == 'L';
+            columns_.emplace_back(table_, field, use, utf8 != nullptr && !ascii);
+            values_[i].field = field;
+            if (use == Use::Rendered) scan_.add(columns_.back().renderer.raw_range());
         }
-        if (dbf_field_is_numeric(table, field) || type == 'D' || type == 'T' || type == 'L') return text;
-        converted_.clear();
-        utf8_->to_utf8(text, converted_);
-        return converted_.data();
+        scan_.merge();
+        // Character sets of the settings file may turn any byte into a CR; UTF-8 is
+        // looked through whole.
+        any_cr_ = utf8 != nullptr || (to_oem_ && table_.settings.conversion != nullptr);
     }
 
-    Pass& pass_;
+    void record(int32_t position) {
+        // A failed read leaves the record before it in the buffer; that is rendered.
+        (void)dbf_read_record(table_, position);
+        bool nul = false, cr = false;
+        scan_.look(table_.record.data(), nul, cr);
+        facts_.may_hold_cr = any_cr_ || cr;
+        const size_t count = values_.size();
+        size_t text_bytes = 0;
+        for (size_t i = 0; i < count; ++i) {
+            FieldValue& value = values_[i];
+            Column& column = columns_[i];
+            value.memo = false;
+            switch (column.use) {
+                case Use::MemoText: {
+                    std::optional<std::string>& memo = column.memo_text;
+                    memo = dbf_memo_read(table_, value.field);
+                    table_.value[0] = '\0';
+                    value.memo = memo.has_value();
+                    value.text = memo ? std::string_view(*memo) : std::string_view();
+                    if (!memo) continue;
+                    if (utf8_ != nullptr) {
+                        column.converted.clear();
+                        utf8_->to_utf8(*memo, column.converted);
+                        value.text = column.converted;
+                    } else if (to_oem_) {
+                        convert_ansi_to_oem(table_, memo->data());
+                    }
+                    text_bytes += value.text.size();
+                    continue;
+                }
+                case Use::Stored:
+                    value.text = std::string_view();  // the sink reads the record buffer
+                    continue;
+                case Use::Rendered:
+                    break;
+            }
+            value.text = column.renderer.render(table_, nul);
+            if (column.to_utf8) {
+                column.converted.clear();
+                utf8_->to_utf8(value.text, column.converted);
+                value.text = column.converted;
+            } else if (to_oem_) {
+                column.converted.assign(value.text);
+                convert_ansi_to_oem(table_, column.converted.data());
+                value.text = column.converted;
+            }
+            text_bytes += value.text.size();
+        }
+        facts_.text_bytes = text_bytes;
+        sink_.record(values_, facts_);
+    }
+
+  private:
+    // Where a value comes from.
+    enum class Use { Rendered, MemoText, Stored };
+
+    // One selected field and the room its value takes.
+    struct Column {
+        Column(const DbfTable& table, int field, Use use, bool to_utf8)
+            : renderer(table, field), use(use), to_utf8(to_utf8) {}
+        FieldRenderer renderer;
+        Use use;
+        bool to_utf8;  // the rendering goes to UTF-8
+        std::optional<std::string> memo_text;
+        std::string converted;
+    };
+
+    DbfTable& table_;
     ListingSink& sink_;
-    const std::vector<int32_t>& fields_;
     TextCodec* utf8_;  // values go to the sink in UTF-8; null: as the table holds them (or OEM)
-    bool html_ = false;
-    bool data_ = false;  // CSV or JSON Lines
-    std::string converted_;
+    const bool to_oem_;
+    bool any_cr_ = false;
+    std::vector<Column> columns_;
+    ByteScan scan_;  // the bytes the renderings take as they are
+    std::vector<FieldValue> values_;
+    RecordFacts facts_;
 };
 
 // Every field's name as a listing shows it: as stored, or in UTF-8.
@@ -216,13 +302,30 @@ void cmd_select(Pass& pass, const char* text) {
     }
 
     // HTML converts its cells itself, after the mark-up.
-    Renderer renderer(pass, *sink, fields, output.kind == OutputKind::Html ? nullptr : utf8);
+    Walk walk(pass, *sink, fields, output.kind == OutputKind::Html ? nullptr : utf8);
+    // A listing into a file shows how far it got on a terminal; one onto the
+    // console would only be garbled by it.
+    Progress progress(output.kind != OutputKind::Screen ? pass.out.descriptor() : -1, "Listing",
+                      pass.run.settings.progress_clock);
     if (!pass.run.ranges) {
-        for (int32_t i = 0; i < dbf_record_count(table); ++i) renderer.record(i);
+        progress.stage("records", static_cast<uint64_t>(dbf_record_count(table)));
+        // Through an order, records come from all over the file: each is asked for
+        // a few records ahead of its turn.
+        constexpr int32_t kAhead = 8;
+        for (int32_t i = 0; i < dbf_record_count(table); ++i) {
+            progress.advance(static_cast<uint64_t>(i));
+            dbf_prefetch_record(table, i + kAhead);
+            walk.record(i);
+        }
     } else {
-        for (int32_t position : *pass.run.ranges)
-            if (position < dbf_record_count(table)) renderer.record(position);
+        progress.stage("records", pass.run.ranges->size());
+        uint64_t done = 0;
+        for (int32_t position : *pass.run.ranges) {
+            progress.advance(done++);
+            if (position < dbf_record_count(table)) walk.record(position);
+        }
     }
+    progress.finish();
     sink->end();
     if (file && !file->flush()) pass.run.output_failed = true;
 }

@@ -1,15 +1,15 @@
 // commands/listing/sink.h
 //
-// The targets of a listing behind one interface. A listing calls begin, then for
-// every record open_record, value for each selected field and close_record, then
-// end. The record to render stands in the table's record buffer; each value comes
-// rendered (text) or, for a memo under /MEMO:text (and always in CSV and JSON
-// Lines), as the memo text, both already converted to the listing's code page:
-// OEM, or UTF-8 under /UTF8. HTML alone converts after its mark-up, from the
-// table's bytes.
+// The targets of a listing behind one interface. A listing calls begin, then
+// record for every record, then end. The record to render stands in the table's
+// record buffer; each value comes rendered or, for a memo under /MEMO:text (and
+// always in CSV and JSON Lines), as the memo text, both already converted to the
+// listing's code page: OEM, or UTF-8 under /UTF8. HTML alone converts after its
+// mark-up, from the table's bytes.
 #pragma once
 
 #include <cstdint>
+#include <cstring>
 #include <memory>
 #include <optional>
 #include <string>
@@ -17,6 +17,23 @@
 #include <vector>
 
 #include "commands/run.h"
+
+// One value of a record: the field's rendering up to its first NUL, or, for a memo
+// under /MEMO:text that has one, the memo text.
+struct FieldValue {
+    int field = 0;
+    std::string_view text;
+    bool memo = false;  // text is a memo text
+};
+
+// What the listing found out about the record it hands over.
+struct RecordFacts {
+    // False when no rendering (memo texts aside) can hold a CR: neither the bytes
+    // the renderings come from nor a conversion can put one there.
+    bool may_hold_cr = true;
+    // The bytes of all the record's values together.
+    size_t text_bytes = 0;
+};
 
 // What a sink sees of the listing it serves.
 struct ListingContext {
@@ -32,13 +49,37 @@ class ListingSink {
     virtual ~ListingSink() = default;
     // What stands before the records; false if the target can't be had, after a message.
     virtual bool begin() = 0;
-    virtual void open_record() = 0;
-    // One field: `text` is the rendering in the table's value buffer, or the memo
-    // text when `memo` holds one.
-    virtual void value(int field, const char* text, const std::optional<std::string>& memo, bool last) = 0;
-    virtual void close_record() = 0;
+    // One record, whose bytes stand in the table's record buffer: a value for each
+    // selected field, in order. The texts stay until the call returns.
+    virtual void record(const std::vector<FieldValue>& values, const RecordFacts& facts) = 0;
     // What stands behind the records.
     virtual void end() = 0;
+};
+
+// Writes a record's pieces straight into a stream's buffer, in room made once for
+// the most the record can take; what was written joins the stream when it goes.
+class InPlace {
+  public:
+    InPlace(OutStream& out, size_t most) : out_(out), p_(out.room(most)) {}
+    ~InPlace() { out_.commit(p_); }
+    InPlace(const InPlace&) = delete;
+    InPlace& operator=(const InPlace&) = delete;
+
+    void put(char c) { *p_++ = c; }
+    void write(std::string_view text) {
+        if (!text.empty()) std::memcpy(p_, text.data(), text.size());
+        p_ += text.size();
+    }
+    // A literal: its length is known where it is written.
+    template <size_t N>
+    void write(const char (&text)[N]) {
+        std::memcpy(p_, text, N - 1);
+        p_ += N - 1;
+    }
+
+  private:
+    OutStream& out_;
+    char* p_;
 };
 
 // The row of "value|" cells (or "NAME      |value" lines) of the screen and text files.

@@ -7,9 +7,12 @@
 // numeric target takes the source's number. Dates pass between the tables as text,
 // rendered by one and parsed by the other in the same date mode.
 #include <algorithm>
+#include <cstring>
 #include <vector>
 
 #include "commands/listing/sink.h"
+#include "table/number_text.h"
+#include "table/record_writer.h"
 
 namespace {
 
@@ -24,30 +27,93 @@ class TableSink : public ListingSink {
             c_.pass.out.print("Can't open %s\n", name.c_str());
             return false;
         }
+        appender_.emplace(*target_);
+        // The blank record, kept: every record starts as a copy of it. Blanking
+        // touches the fields alone, and nothing else of the buffer changes while
+        // the listing runs.
+        DbfTable& target = *target_;
+        dbf_blank_record(target);
+        size_t span = target.header.record_length;
+        for (int field = 0; field < target.field_count; ++field)
+            span = std::max(span, static_cast<size_t>(target.fields[static_cast<size_t>(field)].record_offset) +
+                                      static_cast<size_t>(dbf_field_width(target, field)));
+        span = std::min(span, target.record.size());
+        blank_.assign(target.record.begin(), target.record.begin() + static_cast<std::ptrdiff_t>(span));
         return true;
     }
 
-    void open_record() override { dbf_blank_record(*target_); }
-
-    void value(int field, const char* text, const std::optional<std::string>&, bool) override {
+    void record(const std::vector<FieldValue>& values, const RecordFacts&) override {
         DbfTable& source = c_.pass.table;
         DbfTable& target = *target_;
-        int index = dbf_find_field(target, dbf_field_name(source, field).c_str());
-        if (index < 0) return;
-        // The source field alone decides whether a number goes along.
-        double number = dbf_field_is_numeric(source, field) ? dbf_field_number(source, field) : 0.0;
-        (void)dbf_field_set(target, index, text, number);  // what does not fit stays blank
-    }
-
-    void close_record() override {
+        if (!blank_.empty()) std::memcpy(target.record.data(), blank_.data(), blank_.size());
+        for (const FieldValue& value : values) {
+            const Pairing& pairing = pairing_of(value.field);
+            if (pairing.index < 0) continue;
+            if (pairing.same_decimal && copy_printed(source, value.field, target, pairing.index)) continue;
+            // The source field alone decides whether a number goes along; only a
+            // numeric target takes it.
+            double number = pairing.number ? dbf_field_number(source, value.field) : 0.0;
+            text_.assign(value.text);  // the stores take a C string
+            (void)dbf_field_set(target, pairing.index, text_.c_str(), number);  // what does not fit stays blank
+        }
         // A target that takes no record shows it by its count; the listing goes on,
         // and the run ends with status 1.
-        if (!dbf_append_record(*target_, false)) c_.pass.run.output_failed = true;
+        if (!appender_->add()) c_.pass.run.output_failed = true;
     }
 
-    void end() override { dbf_close(*target_); }
+    void end() override {
+        // The target's header tells what arrived.
+        if (!appender_->finish()) c_.pass.run.output_failed = true;
+        appender_.reset();
+        dbf_close(*target_);
+    }
 
   private:
+    // Where a source field's values go.
+    struct Pairing {
+        int index = -2;       // the target's field of the same name, -1 if none; -2 until found
+        bool number = false;  // the value goes along as a number too
+        // Both are N or F fields of one length and the same places, at least one.
+        bool same_decimal = false;
+    };
+
+    // A stored number that is already what printf makes of it goes over byte for
+    // byte into a field of its shape: the store would print the same digits, and the
+    // point stands where it must. Places are needed: a whole number is stored
+    // through an int, which drops the sign of a negative zero. False if the number
+    // is not in that form.
+    static bool copy_printed(const DbfTable& source, int field, DbfTable& target, int index) {
+        const int width = source.fields[static_cast<size_t>(field)].length;
+        const uint8_t* from = dbf_field_ptr(source, field, width);
+        uint8_t* to = dbf_field_ptr(target, index, width);
+        if (from == nullptr || to == nullptr) return false;
+        if (!number_is_printed_form(reinterpret_cast<const char*>(from), width,
+                                    source.fields[static_cast<size_t>(field)].decimals))
+            return false;
+        std::memcpy(to, from, static_cast<size_t>(width));
+        return true;
+    }
+
+    const Pairing& pairing_of(int source_field) {
+        const DbfTable& source = c_.pass.table;
+        if (pairings_.empty()) pairings_.resize(static_cast<size_t>(source.field_count));
+        Pairing& pairing = pairings_[static_cast<size_t>(source_field)];
+        if (pairing.index == -2) {
+            pairing.index = dbf_find_field(*target_, dbf_field_name(source, source_field).c_str());
+            const char type = pairing.index >= 0 ? target_->fields[static_cast<size_t>(pairing.index)].type : '\0';
+            pairing.number = dbf_field_is_numeric(source, source_field) && type != '\0' &&
+                             std::strchr("BFNIY", type) != nullptr;
+            if (pairing.index >= 0) {
+                const FieldDesc& from = source.fields[static_cast<size_t>(source_field)];
+                const FieldDesc& to = target_->fields[static_cast<size_t>(pairing.index)];
+                auto decimal = [](char t) { return t == 'N' || t == 'F'; };
+                pairing.same_decimal = decimal(from.type) && decimal(to.type) && from.length == to.length &&
+                                       from.decimals == to.decimals && from.decimals > 0;
+            }
+        }
+        return pairing;
+    }
+
     // Creates the target with the selected fields of the current table. Nothing is
     // made if its memo file would be the current table's own, which creation empties.
     void create_target(const std::string& path) {
@@ -81,6 +147,10 @@ class TableSink : public ListingSink {
 
     ListingContext c_;
     std::unique_ptr<DbfTable> target_;
+    std::optional<RecordAppender> appender_;  // while the target is open
+    std::vector<Pairing> pairings_;           // by source field
+    std::vector<uint8_t> blank_;
+    std::string text_;
 };
 
 }  // namespace

@@ -10,7 +10,9 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <string>
 #include <string_view>
+#include <vector>
 
 #include "commands/listing/sink.h"
 #include "text/sql.h"
@@ -23,27 +25,57 @@ bool is_true_letter(char letter) { return letter == 'T' || letter == 'Y' || lett
 bool is_date_type(char type) { return type == 'D' || type == 'T'; }
 
 // Calls `line` for every line of a memo text; runs of CR and LF bytes separate
-// lines. Each line is handed over NUL-terminated.
+// lines.
 template <typename Line>
-void for_each_memo_line(const std::optional<std::string>& memo, Line line) {
-    if (!memo) return;
-    std::string_view rest(memo->c_str());
-    std::string piece;
+void for_each_memo_line(std::string_view rest, Line line) {
     while (true) {
         size_t start = rest.find_first_not_of("\r\n");
         if (start == std::string_view::npos) return;
         rest.remove_prefix(start);
         size_t end = rest.find_first_of("\r\n");
-        piece.assign(rest.substr(0, end));
-        line(piece.c_str());
+        line(rest.substr(0, end));
         if (end == std::string_view::npos) return;
         rest.remove_prefix(end);
     }
 }
 
+// What a sink needs to know of each field, worked out once per listing.
+struct FieldFacts {
+    std::string name;  // as the listing shows it
+    bool numeric = false;
+    bool date = false;
+    bool logical = false;
+    bool memo = false;
+};
+
+std::vector<FieldFacts> field_facts(const ListingContext& context) {
+    const DbfTable& table = context.pass.table;
+    std::vector<FieldFacts> facts(static_cast<size_t>(table.field_count));
+    for (int field = 0; field < table.field_count; ++field) {
+        FieldFacts& f = facts[static_cast<size_t>(field)];
+        f.name = context.names[static_cast<size_t>(field)];
+        f.numeric = dbf_field_is_numeric(table, field);
+        f.date = is_date_type(table.fields[static_cast<size_t>(field)].type);
+        f.logical = table.fields[static_cast<size_t>(field)].type == 'L';
+        f.memo = dbf_field_is_memo(table, field);
+    }
+    return facts;
+}
+
+// Copies `text` to `out` without its CRs; the end of the copy.
+char* copy_without_cr(char* out, std::string_view text) {
+    for (char c : text)
+        if (c != '\r') *out++ = c;
+    return out;
+}
+
 class TextSink : public ListingSink {
   public:
-    TextSink(ListingContext context, OutStream& out) : c_(context), out_(out) {}
+    TextSink(ListingContext context, OutStream& out)
+        : c_(context), out_(out), facts_(field_facts(context)),
+          fields_layout_(context.pass.table.settings.list_fields),
+          deletion_mark_(context.pass.run.settings.show_deletion_mark),
+          file_name_(context.pass.run.settings.show_file_name) {}
 
     bool begin() override {
         const DbfTable& table = c_.pass.table;
@@ -59,153 +91,233 @@ class TextSink : public ListingSink {
         return true;
     }
 
-    void open_record() override {
-        if (!c_.pass.run.settings.show_deletion_mark) return;
+    void record(const std::vector<FieldValue>& values, const RecordFacts& facts) override {
         const DbfTable& table = c_.pass.table;
-        char mark = static_cast<char>(table.record[0]);
-        if (!table.settings.list_fields) {
-            out_.put(mark);
-            out_.put('|');
-        } else {
+        const char mark = static_cast<char>(table.record[0]);
+        if (fields_layout_) {
+            fields_record(values, facts, mark);
+            return;
+        }
+        // One line: "mark|" if asked, "value|" for each field, the table's path if asked.
+        char* p = out_.room(facts.text_bytes + values.size() + 3 + (file_name_ ? table.path.size() : 0));
+        if (deletion_mark_) {
+            *p++ = mark;
+            *p++ = '|';
+        }
+        for (const FieldValue& value : values) {
+            if ((value.memo || facts.may_hold_cr) && value.text.find('\r') != std::string_view::npos) {
+                p = copy_without_cr(p, value.text);
+            } else if (!value.text.empty()) {
+                std::memcpy(p, value.text.data(), value.text.size());
+                p += value.text.size();
+            }
+            *p++ = '|';
+        }
+        if (file_name_ && !table.path.empty()) {
+            std::memcpy(p, table.path.data(), table.path.size());
+            p += table.path.size();
+        }
+        *p++ = '\n';
+        out_.commit(p);
+    }
+
+    void end() override {}
+
+  private:
+    // A block of "NAME      |value" lines.
+    void fields_record(const std::vector<FieldValue>& values, const RecordFacts& facts, char mark) {
+        if (deletion_mark_) {
             put_padded(out_, "*", 10, false);
             out_.put('|');
             out_.put(mark);
             out_.put('\n');
         }
-    }
-
-    void value(int field, const char* text, const std::optional<std::string>&, bool) override {
-        const DbfTable& table = c_.pass.table;
-        std::string_view shown(text);
-        if (shown.find('\r') != std::string_view::npos) {
-            without_cr_.assign(shown);
-            shown = strip_cr(without_cr_.data());
-        }
-        if (!table.settings.list_fields) {
-            out_.write(shown);
+        for (const FieldValue& value : values) {
+            std::string_view text = value.text;
+            if ((value.memo || facts.may_hold_cr) && text.find('\r') != std::string_view::npos) {
+                without_cr_.assign(text);
+                text = strip_cr(without_cr_.data());
+            }
+            put_padded(out_, facts_[static_cast<size_t>(value.field)].name, 10, c_.utf8 != nullptr);
             out_.put('|');
-        } else {
-            put_padded(out_, c_.names[field], 10, c_.utf8 != nullptr);
-            out_.put('|');
-            out_.write(shown);
+            out_.write(text);
             out_.put('\n');
         }
-    }
-
-    void close_record() override {
-        const DbfTable& table = c_.pass.table;
-        if (c_.pass.run.settings.show_file_name) {
-            out_.write(table.path);
-            if (table.settings.list_fields) out_.put('\n');
+        if (file_name_) {
+            out_.write(c_.pass.table.path);
+            out_.put('\n');
         }
         out_.put('\n');
     }
 
-    void end() override {}
-
-  private:
     ListingContext c_;
     OutStream& out_;
+    const std::vector<FieldFacts> facts_;
+    const bool fields_layout_;
+    const bool deletion_mark_;
+    const bool file_name_;
     std::string without_cr_;
 };
 
 class SqlSink : public ListingSink {
   public:
-    SqlSink(ListingContext context, OutStream& out) : c_(context), out_(out) {}
+    SqlSink(ListingContext context, OutStream& out)
+        : c_(context), out_(out), facts_(field_facts(context)),
+          memo_as_text_(context.pass.run.settings.memo_as_text) {
+        const DbfTable& table = c_.pass.table;
+        statement_ = "insert into " + sql_quoted(table.path, '"') + " (";
+        const char* separator = "";
+        for (int32_t field : c_.fields) {
+            statement_ += separator;
+            statement_ += sql_name(facts_[static_cast<size_t>(field)].name);
+            separator = ", ";
+        }
+        statement_ += " ) values (";
+    }
 
     bool begin() override { return true; }
 
-    void open_record() override {
-        const DbfTable& table = c_.pass.table;
-        out_.write("insert into ");
-        out_.write(sql_quoted(table.path, '"'));
-        out_.write(" (");
-        const char* separator = "";
-        for (int32_t field : c_.fields) {
-            out_.write(separator);
-            out_.write(sql_name(c_.names[field]));
-            separator = ", ";
+    void record(const std::vector<FieldValue>& values, const RecordFacts&) override {
+        // Room for the most a record can take: a memo's lines each add a line feed.
+        size_t most = statement_.size() + 8;
+        // Quotes inside a value are doubled.
+        for (const FieldValue& value : values) most += 2 * value.text.size() + 8;
+        InPlace line(out_, most);
+        line.write(statement_);
+        bool first_value = true;
+        for (const FieldValue& value : values) {
+            if (!first_value) line.write(", ");
+            first_value = false;
+            const FieldFacts& f = facts_[static_cast<size_t>(value.field)];
+            std::string_view text = value.text;
+            if (f.numeric) {
+                // SQL has no number for NaN or the infinities.
+                line.write(finite(value.field, text) ? text : std::string_view("NULL"));
+            } else if (f.date) {
+                put_quoted(line, text);
+            } else if (memo_as_text_ && f.memo) {
+                // The text in single quotes, each of its lines closed by a line feed.
+                bool first = true;
+                for_each_memo_line(value.memo ? text : std::string_view(), [&](std::string_view memo_line) {
+                    if (first) line.put('\'');
+                    put_doubled(line, memo_line, '\'');
+                    line.put('\n');
+                    first = false;
+                });
+                if (first)
+                    line.write("''");
+                else
+                    line.put('\'');
+            } else if (f.logical) {
+                if (is_true_letter(text.empty() ? '\0' : text[0]))
+                    line.write("TRUE ");
+                else
+                    line.write("FALSE");
+            } else {
+                put_quoted(line, text);
+            }
         }
-        out_.write(" ) values (");
+        line.write(");\n");
     }
-
-    void value(int field, const char* text, const std::optional<std::string>& memo, bool last) override {
-        const DbfTable& table = c_.pass.table;
-        const char type = table.fields[field].type;
-        if (dbf_field_is_numeric(table, field)) {
-            // SQL has no number for NaN or the infinities.
-            out_.write(std::isfinite(dbf_field_number(c_.pass.table, field)) ? text : "NULL");
-        } else if (is_date_type(type)) {
-            put_quoted(text);
-        } else if (c_.pass.run.settings.memo_as_text && dbf_field_is_memo(table, field)) {
-            // The text in single quotes, each of its lines closed by a line feed.
-            bool first = true;
-            for_each_memo_line(memo, [&](const char* line) {
-                std::string quoted = sql_quoted(line, '\'');
-                quoted.pop_back();  // the literal goes on over the lines
-                out_.write(first ? std::string_view(quoted) : std::string_view(quoted).substr(1));
-                out_.put('\n');
-                first = false;
-            });
-            out_.write(first ? "''" : "'");
-        } else if (type == 'L') {
-            out_.write(is_true_letter(text[0]) ? "TRUE " : "FALSE");
-        } else {
-            put_quoted(text);
-        }
-        if (!last) out_.write(", ");
-    }
-
-    void close_record() override { out_.write(");\n"); }
 
     void end() override {}
 
   private:
-    void put_quoted(const char* value) { out_.write(sql_quoted(value, '"')); }
+    // The text with each `quote` in it doubled, as SQL literals and names take it.
+    static void put_doubled(InPlace& out, std::string_view text, char quote) {
+        for (size_t at = text.find(quote); at != std::string_view::npos; at = text.find(quote)) {
+            out.write(text.substr(0, at + 1));
+            out.put(quote);
+            text.remove_prefix(at + 1);
+        }
+        out.write(text);
+    }
+
+    static void put_quoted(InPlace& out, std::string_view value) {
+        out.put('"');
+        put_doubled(out, value, '"');
+        out.put('"');
+    }
+
+    // False for NaN and the infinities. Only a text with a letter in it can be one
+    // of them, or can be too big for a double.
+    bool finite(int field, std::string_view text) const {
+        if (text.find_first_of("eEiInN") == std::string_view::npos) return true;
+        return std::isfinite(dbf_field_number(c_.pass.table, field));
+    }
 
     ListingContext c_;
     OutStream& out_;
+    const std::vector<FieldFacts> facts_;
+    const bool memo_as_text_;
+    std::string statement_;  // everything before the values
 };
 
 class ProgramSink : public ListingSink {
   public:
-    ProgramSink(ListingContext context, OutStream& out) : c_(context), out_(out) {}
+    ProgramSink(ListingContext context, OutStream& out)
+        : c_(context), out_(out), facts_(field_facts(context)) {}
 
     bool begin() override {
         out_.print("use %s\n", c_.pass.table.path.c_str());
         return true;
     }
 
-    void open_record() override { out_.write("append blank\nreplace ;\n"); }
-
-    void value(int field, const char* text, const std::optional<std::string>& memo, bool last) override {
-        const DbfTable& table = c_.pass.table;
-        const std::string& name = c_.names[field];
-        const char type = table.fields[field].type;
-        if (dbf_field_is_numeric(table, field)) {
-            out_.print("\t%s with %s", name.c_str(), text);
-        } else if (is_date_type(type)) {
-            out_.print("\t%s with ctod(\"%s\")", name.c_str(), text);
-        } else if (dbf_field_is_memo(table, field)) {
-            // Without /MEMO:text there is no memo text, and the field gets "".
-            out_.print("\t%s with ;\n", name.c_str());
-            for_each_memo_line(memo, [&](const char* line) { out_.print("\t\t\"%s\" + chr(13) + chr(10) +;\n", line); });
-            out_.write("\t\t\"\"");
-        } else if (type == 'L') {
-            out_.print("\t%s with .%c.", name.c_str(), is_true_letter(text[0]) ? 'T' : 'F');
-        } else {
-            out_.print("\t%s with \"%s\"", name.c_str(), text);
-        }
-        out_.write(last ? "\n" : ", ;\n");
+    void record(const std::vector<FieldValue>& values, const RecordFacts&) override {
+        // Room for the most a record can take: a memo's lines each add 30 bytes
+        // of mark-up, and each holds a byte at least and a line end behind it.
+        size_t most = 32;
+        for (const FieldValue& value : values)
+            most += facts_[static_cast<size_t>(value.field)].name.size() + value.text.size() + 64 +
+                    (value.memo ? 16 * value.text.size() : 0);
+        InPlace line(out_, most);
+        line.write("append blank\nreplace ;\n");
+        for (size_t i = 0; i < values.size(); ++i) value(line, values[i], i + 1 == values.size());
     }
-
-    void close_record() override {}
 
     void end() override { out_.print("use\t&&\t%s\n\n", c_.pass.table.path.c_str()); }
 
   private:
+    void value(InPlace& line, const FieldValue& value, bool last) {
+        const FieldFacts& f = facts_[static_cast<size_t>(value.field)];
+        const std::string_view text = value.text;
+        line.put('\t');
+        line.write(f.name);
+        if (f.numeric) {
+            line.write(" with ");
+            line.write(text);
+        } else if (f.date) {
+            line.write(" with ctod(\"");
+            line.write(text);
+            line.write("\")");
+        } else if (f.memo) {
+            // Without /MEMO:text there is no memo text, and the field gets "".
+            line.write(" with ;\n");
+            for_each_memo_line(value.memo ? text : std::string_view(), [&](std::string_view memo_line) {
+                line.write("\t\t\"");
+                line.write(memo_line);
+                line.write("\" + chr(13) + chr(10) +;\n");
+            });
+            line.write("\t\t\"\"");
+        } else if (f.logical) {
+            if (is_true_letter(text.empty() ? '\0' : text[0]))
+                line.write(" with .T.");
+            else
+                line.write(" with .F.");
+        } else {
+            line.write(" with \"");
+            line.write(text);
+            line.put('"');
+        }
+        if (last)
+            line.put('\n');
+        else
+            line.write(", ;\n");
+    }
+
     ListingContext c_;
     OutStream& out_;
+    const std::vector<FieldFacts> facts_;
 };
 
 }  // namespace

@@ -25,7 +25,8 @@ void cmd_pack(Pass& pass, const char* text) {
             return;
         }
     }
-    (void)dbf_pack(pass.table, mode);
+    Progress progress(pass.out.descriptor(), "Packing", pass.run.settings.progress_clock);
+    (void)dbf_pack(pass.table, mode, &progress);  // fails quietly: the table stays as it was
 }
 
 namespace {

@@ -53,13 +53,29 @@ TEST(Assign, UpdateFollowsTheRecordList) {
     EXPECT_EQ(c.file(), goods({{"A", "1", "1"}, {"B", "2", "0"}, {"C", "3", "3"}}).bytes());
 }
 
-TEST(Assign, AFailingWriteCostsOnlyItsRecord) {
-    Current c;
+// Adjacent records go out in one write; a write that fails costs the records of its
+// run and no other.
+TEST(Assign, AFailingWriteCostsOnlyItsRun) {
     {
-        WriteBudget budget(1);
+        Current c;
+        WriteBudget none(0);
+        c.update();
+        EXPECT_EQ(c.file(), goods({{"A", "1", "1"}, {"B", "2", "2"}, {"C", "3", "3"}}).bytes());
+    }
+    {
+        Current c;
+        WriteBudget one(1);
+        c.update();
+        EXPECT_EQ(c.file(), goods({{"A", "1", "0"}, {"B", "2", "0"}, {"C", "3", "0"}}).bytes());
+    }
+    // Positions 2, 0, 1 make two runs: {2} and {0, 1}. The first write is allowed.
+    Current c;
+    c.test.run.ranges = std::vector<int32_t>{2, 0, 1};
+    {
+        WriteBudget one(1);
         c.update();
     }
-    EXPECT_EQ(c.file(), goods({{"A", "1", "0"}, {"B", "2", "2"}, {"C", "3", "3"}}).bytes());
+    EXPECT_EQ(c.file(), goods({{"A", "1", "1"}, {"B", "2", "2"}, {"C", "3", "0"}}).bytes());
 }
 
 }  // namespace

@@ -124,3 +124,39 @@ TEST(OutputTable, NeverEmptiesTheSourcesMemoFile) {
     EXPECT_EQ(l.dir.read("s.dbt"), memo.bytes());
     EXPECT_FALSE(l.dir.exists("s.DBF"));
 }
+
+// A number already in printf's form goes into a field of its own shape byte for
+// byte; every other one through the store. Either way the target holds what the
+// store makes of the number, for awkward values and fields of every shape.
+TEST(OutputTable, NumbersLandAsTheStoreMakesThem) {
+    const std::vector<std::string> values = {"  -4000.00", "     -0.00", "      0.00", "      -.50", "     +1.00",
+                                             "     00.50", "    1.2345", "       1.2", "        12", "          ",
+                                             "1234567.89", "  1e5     ", "-999999.99", "    -0    ", "        -0",
+                                             "2147483648", "   -0.0000", "    0.0001"};
+    for (int source_decimals : {0, 2, 4})
+    for (const FieldSpec& shape : {FieldSpec{"N", 'N', 10, 2}, FieldSpec{"N", 'F', 10, 2}, FieldSpec{"N", 'N', 10, 0},
+                                   FieldSpec{"N", 'N', 10, 4}}) {
+        SCOPED_TRACE("N 10." + std::to_string(source_decimals) + " into " + std::string(1, shape.type) + " 10." +
+                     std::to_string(shape.decimals));
+        TableImage image;
+        image.fields = {{"N", 'N', 10, source_decimals}};
+        for (const std::string& value : values) image.records.push_back(" " + value);
+        Listing l(image);
+        TableImage target;
+        target.fields = {shape};
+        l.dir.write("x.dbf", target.bytes());
+        ASSERT_TRUE(l.list("x.dbf", {0}));
+        const std::vector<std::string> landed = l.records("x.dbf");
+        ASSERT_EQ(landed.size(), values.size());
+        // What a store of the source's number leaves in a blank field of the shape.
+        auto expected = open_table(l.dir.file("x.dbf"));
+        ASSERT_NE(expected, nullptr);
+        for (size_t i = 0; i < values.size(); ++i) {
+            ASSERT_TRUE(dbf_read_record(*l.source, static_cast<int32_t>(i)));
+            dbf_blank_record(*expected);
+            (void)dbf_store_number(*expected, 0, dbf_field_number(*l.source, 0));
+            EXPECT_EQ(landed[i].substr(1), std::string(reinterpret_cast<const char*>(expected->record.data()) + 1, 10))
+                << values[i];
+        }
+    }
+}
