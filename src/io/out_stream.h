@@ -39,6 +39,8 @@ class OutStream {
     bool flush();
     // True once a write of this stream has failed.
     bool failed() const { return failed_; }
+    // True for a console on a terminal, where a person watches.
+    bool is_terminal() const { return line_buffered_; }
 
   private:
     OutStream() = default;

@@ -110,7 +110,8 @@ void dbf_fill_field(FieldDesc& desc, const char* name, char type, uint16_t wide)
 
 bool dbf_truncate(DbfTable& table, int32_t count) {
     int64_t end = dbf_seek_physical(table, count);
-    if (end < 0) return false;
+    // Records the header places past the end of the file are cut or added nowhere.
+    if (end < 0 || !dbf_append_fits(table)) return false;
     uint32_t old_count = table.header.record_count;
     int64_t records_end = dbf_seek_physical(table, old_count);
     if (records_end >= 0 && end <= records_end) {

@@ -17,6 +17,10 @@
 // Tables 0xE5 name an .smt file whose layout is not known; their memos are neither
 // read nor written. The memo file is never kept open: each operation opens it and
 // closes it before it returns.
+//
+// A damaged header can name a next free block far past the end of the file; a text
+// is never written there (nor behind a header too short to name the block, or one
+// without a block size): the write is refused and the text not stored.
 #include <algorithm>
 #include <cstring>
 
@@ -142,66 +146,90 @@ std::optional<std::string> read_foxpro(const File& file, int64_t block) {
 
 int64_t blocks_for(int64_t bytes, int64_t block_size) { return (bytes + block_size - 1) / block_size; }
 
-// A new text goes to block `next`; the header then names `next` + `blocks`. Block 0
-// is the header itself, and both numbers must fit the header's 32 bits and the
-// caller's signed result.
-bool append_fits(int64_t next, int64_t blocks) {
-    return next > 0 && next <= INT32_MAX && next + blocks <= 0xFFFFFFFF;
+// Where the header says the next text goes.
+struct FreeBlock {
+    int64_t next = 0;
+    int64_t block_size = 0;
+};
+
+// The next free block and the block size of the header; no value if the file is
+// too short to name them.
+std::optional<FreeBlock> read_free_block(const File& file, Layout layout) {
+    uint8_t header[24];
+    switch (layout) {
+        case Layout::Dbase3:
+            if (!file.read_exactly(header, 4, 0)) return std::nullopt;
+            return FreeBlock{get_le32(header), kDbase3BlockSize};
+        case Layout::Dbase4:
+            if (!file.read_exactly(header, 24, 0)) return std::nullopt;
+            return FreeBlock{get_le32(header), get_le16(header + 20)};
+        case Layout::FoxPro:
+            if (!file.read_exactly(header, 8, 0)) return std::nullopt;
+            return FreeBlock{get_be32(header), get_be16(header + 6)};
+        case Layout::None:
+            break;
+    }
+    return std::nullopt;
 }
 
-int32_t append_dbase3(File& file, const char* text, size_t length) {
-    uint8_t header[4];
-    // A file too short to name its next free block is not written to.
-    if (!file.read_exactly(header, sizeof header, 0)) return 0;
-    int64_t next = get_le32(header);
+// A text may go to the free block only if there is a block size and the block lies
+// within the file or is the one right behind it: past that the write would leave a
+// hole as large as the damaged number says. Block 0 is the header itself, and the
+// number must fit the caller's signed result.
+bool free_block_sound(const File& file, const FreeBlock& free) {
+    int64_t size = file.size();
+    if (size < 0 || free.block_size <= 0) return false;
+    return free.next > 0 && free.next <= INT32_MAX && free.next <= blocks_for(size, free.block_size);
+}
+
+// The text goes to block `next`; the header then names `next` + `blocks`, which
+// must fit its 32 bits.
+bool append_fits(const FreeBlock& free, int64_t blocks) { return free.next + blocks <= 0xFFFFFFFF; }
+
+int32_t append_dbase3(File& file, const FreeBlock& free, const char* text, size_t length) {
     int64_t stored = static_cast<int64_t>(length) + 1;  // the text and one 0x1A
     int64_t blocks = blocks_for(stored, kDbase3BlockSize);
-    if (!append_fits(next, blocks)) return 0;
+    if (!append_fits(free, blocks)) return 0;
     std::vector<uint8_t> bytes(text, text + length);
     bytes.push_back(0x1A);
-    if (!file.write_all(bytes.data(), bytes.size(), next * kDbase3BlockSize)) return 0;
-    put_le32(header, static_cast<uint32_t>(next + blocks));
+    if (!file.write_all(bytes.data(), bytes.size(), free.next * kDbase3BlockSize)) return 0;
+    uint8_t header[4];
+    put_le32(header, static_cast<uint32_t>(free.next + blocks));
     (void)file.write_all(header, sizeof header, 0);  // the text is stored either way
-    return static_cast<int32_t>(next);
+    return static_cast<int32_t>(free.next);
 }
 
-int32_t append_dbase4(File& file, const char* text, size_t length) {
-    uint8_t header[24];
-    if (!file.read_exactly(header, sizeof header, 0)) return 0;
-    int64_t next = get_le32(header);
-    int64_t block_size = get_le16(header + 20);
+int32_t append_dbase4(File& file, const FreeBlock& free, const char* text, size_t length) {
     int64_t size = static_cast<int64_t>(length) + 8;
-    if (block_size == 0 || size > 0xFFFFFFFF) return 0;
-    int64_t blocks = blocks_for(size, block_size);
-    if (!append_fits(next, blocks)) return 0;
-    int64_t offset = next * block_size;
+    if (size > 0xFFFFFFFF) return 0;
+    int64_t blocks = blocks_for(size, free.block_size);
+    if (!append_fits(free, blocks)) return 0;
+    int64_t offset = free.next * free.block_size;
     uint8_t head[8];
     put_le32(head, kDbase4BlockMark);
     put_le32(head + 4, static_cast<uint32_t>(size));
     if (!file.write_all(head, sizeof head, offset)) return 0;
     if (!file.write_all(text, length, offset + 8)) return 0;
-    put_le32(header, static_cast<uint32_t>(next + blocks));
+    uint8_t header[4];
+    put_le32(header, static_cast<uint32_t>(free.next + blocks));
     (void)file.write_all(header, 4, 0);  // the text is stored either way
-    return static_cast<int32_t>(next);
+    return static_cast<int32_t>(free.next);
 }
 
-int32_t append_foxpro(File& file, const char* text, size_t length) {
-    uint8_t header[8];
-    if (!file.read_exactly(header, sizeof header, 0)) return 0;
-    int64_t next = get_be32(header);
-    int64_t block_size = get_be16(header + 6);
-    if (block_size == 0 || length > 0xFFFFFFFF) return 0;
-    int64_t blocks = blocks_for(static_cast<int64_t>(length) + 8, block_size);
-    if (!append_fits(next, blocks)) return 0;
-    int64_t offset = next * block_size;
+int32_t append_foxpro(File& file, const FreeBlock& free, const char* text, size_t length) {
+    if (length > 0xFFFFFFFF) return 0;
+    int64_t blocks = blocks_for(static_cast<int64_t>(length) + 8, free.block_size);
+    if (!append_fits(free, blocks)) return 0;
+    int64_t offset = free.next * free.block_size;
     uint8_t head[8];
     put_be32(head, 1);
     put_be32(head + 4, static_cast<uint32_t>(length));
     if (!file.write_all(head, sizeof head, offset)) return 0;
     if (!file.write_all(text, length, offset + 8)) return 0;
-    put_be32(header, static_cast<uint32_t>(next + blocks));
+    uint8_t header[4];
+    put_be32(header, static_cast<uint32_t>(free.next + blocks));
     (void)file.write_all(header, 4, 0);  // the text is stored either way
-    return static_cast<int32_t>(next);
+    return static_cast<int32_t>(free.next);
 }
 
 File open_memo(DbfTable& table) { return table.file.fs().open(table.memo_path); }
@@ -211,10 +239,15 @@ int32_t memo_append(DbfTable& table, const char* text, size_t length) {
     if (table.header.signature == 0xE5 || length == 0) return 0;
     File memo = open_memo(table);
     if (!memo.is_open()) return 0;
-    switch (layout_of(table)) {
-        case Layout::Dbase3: return append_dbase3(memo, text, length);
-        case Layout::Dbase4: return append_dbase4(memo, text, length);
-        case Layout::FoxPro: return append_foxpro(memo, text, length);
+    const Layout layout = layout_of(table);
+    std::optional<FreeBlock> free = read_free_block(memo, layout);
+    // A file too short to name its next free block, or one that names a block past
+    // its end, is not written to.
+    if (!free || !free_block_sound(memo, *free)) return 0;
+    switch (layout) {
+        case Layout::Dbase3: return append_dbase3(memo, *free, text, length);
+        case Layout::Dbase4: return append_dbase4(memo, *free, text, length);
+        case Layout::FoxPro: return append_foxpro(memo, *free, text, length);
         case Layout::None: break;
     }
     return 0;
@@ -250,6 +283,16 @@ int32_t dbf_memo_write(DbfTable& table, const char* text) {
 
 int32_t dbf_memo_write_bytes(DbfTable& table, const std::string& bytes) {
     return memo_append(table, bytes.data(), bytes.size());
+}
+
+MemoState dbf_memo_state(DbfTable& table) {
+    if (table.header.signature == 0xE5) return MemoState::Missing;
+    const Layout layout = layout_of(table);
+    if (layout == Layout::None) return MemoState::Missing;
+    File memo = open_memo(table);
+    if (!memo.is_open()) return MemoState::Missing;
+    std::optional<FreeBlock> free = read_free_block(memo, layout);
+    return free && free_block_sound(memo, *free) ? MemoState::Sound : MemoState::Damaged;
 }
 
 int32_t dbf_memo_block_size(DbfTable& table) {

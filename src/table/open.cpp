@@ -81,14 +81,25 @@ bool dbf_read_fields(DbfTable& table) {
     if (table.status & DBF_STATUS_BAD_SIGNATURE)
         table.header.signature = table.first_memo_field != -1 ? 0xF5 : 0x03;
 
+    (void)dbf_refresh_count(table);  // a size that can't be had counts no records
+    return result;
+}
+
+int64_t dbf_computed_record_length(const DbfTable& table) {
+    int64_t length = 1;
+    for (int i = 0; i < table.field_count; ++i) length += dbf_field_width(table, i);
+    return length;
+}
+
+bool dbf_refresh_count(DbfTable& table) {
     // The count in the header is never used: the file size decides, with the
     // computed record length as divisor. A torn last record and the end mark vanish.
     int64_t size = table.file.size();
-    int64_t count = size < 0 ? 0 : (size - table.header.header_length) / offset;
+    int64_t count = size < 0 ? 0 : (size - table.header.header_length) / dbf_computed_record_length(table);
     if (count < 0) count = 0;  // a file shorter than its header holds no records
     if (count > INT32_MAX) count = INT32_MAX;
     table.header.record_count = static_cast<uint32_t>(count);
-    return result;
+    return size >= 0;
 }
 
 uint8_t dbf_field_blank_byte(const DbfTable& table, int field) {
@@ -169,6 +180,9 @@ const char* dbf_memo_family_name(MemoKind kind) {
 }
 
 OpenFailure dbf_open_into(DbfTable& table, FileSystem& fs, const std::string& path) {
+    // A pack killed half-way is finished before the table is read: until then its
+    // memo file may already be the new one.
+    (void)dbf_finish_pack(fs, path);  // one that can't be finished leaves the old table
     table.file = fs.open(path);
     if (!table.file.is_open()) return OpenFailure::CantOpen;
     table.read_cache.reset();

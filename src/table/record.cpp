@@ -167,14 +167,44 @@ bool dbf_delete_record(DbfTable& table, int32_t position) { return set_mark(tabl
 
 bool dbf_recall_record(DbfTable& table, int32_t position) { return set_mark(table, position, ' '); }
 
+namespace {
+
+// Stamps the date and writes the header; the end mark too where `mark_fits` says
+// its place lies within the file or right at its end.
+bool write_header(DbfTable& table, bool mark_fits) {
+    std::time_t now = std::time(nullptr);
+    std::tm local{};
+    localtime_r(&now, &local);
+    table.header.update_year = dbf_header_year(local.tm_year);
+    table.header.update_month = static_cast<uint8_t>(local.tm_mon + 1);
+    table.header.update_day = static_cast<uint8_t>(local.tm_mday);
+    bool written = cached_write(table, &table.header, sizeof(DbfHeader), 0) ==
+                   static_cast<int64_t>(sizeof(DbfHeader));
+    // The end mark only behind a header that counts the records it follows.
+    int64_t end = written && mark_fits ? dbf_seek_physical(table, table.header.record_count) : -1;
+    if (end >= 0) {
+        const uint8_t eof_mark = 0x1A;
+        (void)cached_write(table, &eof_mark, 1, end);  // readers don't need it: the file size counts
+    }
+    return written;
+}
+
+}  // namespace
+
+bool dbf_append_fits(const DbfTable& table) {
+    int64_t size = table.file.size();
+    int64_t next = dbf_seek_physical(table, table.header.record_count);
+    return size >= 0 && next >= 0 && next <= size;
+}
+
 bool dbf_append_record(DbfTable& table, bool blank_first) {
     if (blank_first) dbf_blank_record(table);
     int32_t physical = static_cast<int32_t>(table.header.record_count);
-    if (physical == INT32_MAX) return false;
+    if (physical == INT32_MAX || !dbf_append_fits(table)) return false;
     int32_t visible = dbf_record_count(table);
     if (!dbf_write_physical(table, physical)) return false;
     table.header.record_count = static_cast<uint32_t>(physical) + 1;
-    if (!dbf_write_header(table)) {
+    if (!write_header(table, true)) {
         // The header still counts the old records: take the new one off again, so
         // that the header and the file agree.
         table.header.record_count = static_cast<uint32_t>(physical);
@@ -193,20 +223,4 @@ uint8_t dbf_header_year(int years_since_1900) {
     return static_cast<uint8_t>(years_since_1900);
 }
 
-bool dbf_write_header(DbfTable& table) {
-    std::time_t now = std::time(nullptr);
-    std::tm local{};
-    localtime_r(&now, &local);
-    table.header.update_year = dbf_header_year(local.tm_year);
-    table.header.update_month = static_cast<uint8_t>(local.tm_mon + 1);
-    table.header.update_day = static_cast<uint8_t>(local.tm_mday);
-    bool written = cached_write(table, &table.header, sizeof(DbfHeader), 0) ==
-                   static_cast<int64_t>(sizeof(DbfHeader));
-    // The end mark only behind a header that counts the records it follows.
-    int64_t end = written ? dbf_seek_physical(table, table.header.record_count) : -1;
-    if (end >= 0) {
-        const uint8_t eof_mark = 0x1A;
-        (void)cached_write(table, &eof_mark, 1, end);  // readers don't need it: the file size counts
-    }
-    return written;
-}
+bool dbf_write_header(DbfTable& table) { return write_header(table, dbf_append_fits(table)); }

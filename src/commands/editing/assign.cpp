@@ -13,7 +13,10 @@
 //
 // /UPDATE applies the list to records in the file, /APPEND adds records, and
 // +file.dbf adds the records of another table by field names. Every record goes to
-// the file by itself, so a write that fails costs that record and no other.
+// the file by itself, so a write that fails costs that record and no other. Each
+// of them changes the table under its lock (commands/change.h); one that would store
+// memo texts in a damaged memo file changes nothing. An import of the table into
+// itself adds the records it had when the import began.
 #include "commands/editing/assign.h"
 
 #include <climits>
@@ -25,6 +28,7 @@
 #include <strings.h>
 #include <vector>
 
+#include "commands/change.h"
 #include "expr/calc.h"
 #include "expr/cond.h"
 
@@ -64,6 +68,32 @@ const char* import_value(DbfTable& source, int field, std::optional<std::string>
     }
     number = std::atof(text);
     return text;
+}
+
+// True if an assignment of the list names a memo field, whose value goes to the memo file.
+bool assigns_memo(const Pass& pass) {
+    if (!pass.run.field_text) return false;
+    const std::string& list = *pass.run.field_text;
+    size_t start = 0;
+    while (start <= list.size()) {
+        size_t end = list.find(';', start);
+        if (end == std::string::npos) end = list.size();
+        std::string assignment = list.substr(start, end - start);
+        start = end + 1;
+        const size_t equals = assignment.find('=');
+        if (equals == std::string::npos) continue;
+        const int field = dbf_find_field(pass.table, assignment.substr(0, equals).c_str());
+        if (field >= 0 && pass.table.fields[field].type == 'M') return true;
+    }
+    return false;
+}
+
+// True if a memo field of `table` takes a value from a field of `source`.
+bool imports_memo(const DbfTable& table, const DbfTable& source) {
+    for (int field = 0; field < dbf_field_count(table); ++field)
+        if (table.fields[field].type == 'M' && dbf_find_field(source, dbf_field_name(table, field).c_str()) >= 0)
+            return true;
+    return false;
 }
 
 void import_records(DbfTable& table, DbfTable& source) {
@@ -151,6 +181,8 @@ void cmd_update(Pass& pass) {
         return;
     }
     DbfTable& table = pass.table;
+    TableChange change(pass, table);
+    if (assigns_memo(pass) && !change.memo_writable()) return;
     if (!pass.run.ranges) {
         for (int32_t position = 0; position < dbf_record_count(table); ++position) update_record(pass, position);
         return;
@@ -169,16 +201,28 @@ void cmd_append(Pass& pass, const char* text) {
         if (strcasecmp(text + 1, "blank") == 0) blank = true;
         else count = append_count(text + 1);
     }
+    // A count of 0 or below adds nothing, and takes no lock.
+    std::optional<TableChange> change;
+    if (count > 0) {
+        change.emplace(pass, pass.table);
+        if (!change->appends_fit()) return;
+        if (!blank && assigns_memo(pass) && !change->memo_writable()) return;
+    }
     if (!blank && pass.run.field_text) (void)apply_field_text(pass);  // its messages said what failed
-    // A count of 0 or below adds nothing.
     for (int i = 0; i < count; ++i) {
         if (!dbf_append_record(pass.table, blank)) break;
     }
 }
 
 void cmd_import(Pass& pass, const char* name) {
+    TableChange change(pass, pass.table);
+    // Opened under the lock: a table imported into itself counts the records it has now.
     std::unique_ptr<DbfTable> source = dbf_open(pass.run.fs, name);
     if (!source) return;
+    if (dbf_record_count(*source) > 0) {
+        if (!change.appends_fit()) return;
+        if (imports_memo(pass.table, *source) && !change.memo_writable()) return;
+    }
     // Dates pass through the same text form both ways.
     source->settings.date_mode = pass.table.settings.date_mode;
     import_records(pass.table, *source);

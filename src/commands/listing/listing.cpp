@@ -121,11 +121,13 @@ void cmd_select(Pass& pass, const char* text) {
     std::unique_ptr<ListingSink> sink = make_sink(ListingContext{pass, fields}, file ? *file : pass.out);
     if (!sink->begin()) return;
 
+    // The records the table has now: a listing into the table itself adds to them.
+    const int32_t count = dbf_record_count(table);
     if (!pass.run.ranges) {
-        for (int32_t i = 0; i < dbf_record_count(table); ++i) render_record(pass, *sink, fields, i);
+        for (int32_t i = 0; i < count; ++i) render_record(pass, *sink, fields, i);
     } else {
         for (int32_t position : *pass.run.ranges)
-            if (position < dbf_record_count(table)) render_record(pass, *sink, fields, position);
+            if (position < count) render_record(pass, *sink, fields, position);
     }
     sink->end();
 }

@@ -5,10 +5,14 @@
 // that can't be opened at all is created, with the selected fields. Each rendered
 // record becomes one new record of the target, its values going by field name; a
 // numeric target takes the source's number. Dates pass between the tables as text,
-// rendered by one and parsed by the other in the same date mode.
+// rendered by one and parsed by the other in the same date mode. The target is
+// locked for the whole listing (commands/change.h); a listing of a table into itself
+// adds the records the table had when it began.
 #include <algorithm>
+#include <optional>
 #include <vector>
 
+#include "commands/change.h"
 #include "commands/listing/sink.h"
 
 namespace {
@@ -22,6 +26,11 @@ class TableSink : public ListingSink {
         target_ = open_target(name);
         if (!target_) {
             c_.pass.out.print("Can't open %s\n", name.c_str());
+            return false;
+        }
+        change_.emplace(c_.pass, *target_);
+        if (!change_->appends_fit() || (takes_memo() && !change_->memo_writable())) {
+            end();
             return false;
         }
         return true;
@@ -44,9 +53,21 @@ class TableSink : public ListingSink {
         (void)dbf_append_record(*target_, false);
     }
 
-    void end() override { dbf_close(*target_); }
+    void end() override {
+        change_.reset();
+        dbf_close(*target_);
+    }
 
   private:
+    // True if a memo field of the target takes the value of a selected field.
+    bool takes_memo() const {
+        for (int source : c_.fields) {
+            int index = dbf_find_field(*target_, dbf_field_name(c_.pass.table, source).c_str());
+            if (index >= 0 && target_->fields[index].type == 'M') return true;
+        }
+        return false;
+    }
+
     // Creates the target with the selected fields of the current table. Nothing is
     // made if its memo file would be the current table's own, which creation empties.
     void create_target(const std::string& path) {
@@ -80,6 +101,7 @@ class TableSink : public ListingSink {
 
     ListingContext c_;
     std::unique_ptr<DbfTable> target_;
+    std::optional<TableChange> change_;  // released before the target closes
 };
 
 }  // namespace

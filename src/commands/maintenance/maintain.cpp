@@ -1,14 +1,18 @@
 // commands/maintenance/maintain.cpp
 //
 // Commands on the table file as a whole. The engine does the work (table/create.cpp,
-// table/pack.cpp); these handlers parse their parameter and say one line when
-// something fails. A failing pack, truncation or header write leaves the table as
-// it was and says nothing: the table's state tells.
+// table/pack.cpp); these handlers parse their parameter, take the table's lock for
+// the change (commands/change.h) and say one line when something fails. A failing
+// pack, truncation or header write leaves the table as it was and says nothing: the
+// table's state tells. A header that places the records past the end of the file
+// is the exception: nothing is cut there, and the handler says why.
 #include "commands/maintenance/maintain.h"
 
 #include <cstdlib>
 #include <strings.h>
 #include <vector>
+
+#include "commands/change.h"
 
 void cmd_pack(Pass& pass, const char* text) {
     PackMode& mode = pass.run.settings.pack_mode;
@@ -22,6 +26,7 @@ void cmd_pack(Pass& pass, const char* text) {
             return;
         }
     }
+    TableChange change(pass, pass.table);
     (void)dbf_pack(pass.table, mode);
 }
 
@@ -30,10 +35,16 @@ void cmd_trunc(Pass& pass, const char* text) {
         pass.out.write("Parameter required for trunc...\n");
         return;
     }
+    TableChange change(pass, pass.table);
+    if (!change.appends_fit()) return;
     (void)dbf_truncate(pass.table, std::atoi(text));
 }
 
-void cmd_zap(Pass& pass) { (void)dbf_zap(pass.table); }
+void cmd_zap(Pass& pass) {
+    TableChange change(pass, pass.table);
+    if (!change.appends_fit()) return;
+    (void)dbf_zap(pass.table);
+}
 
 void cmd_blank(Pass& pass) { dbf_blank_record(pass.table); }
 
@@ -60,6 +71,7 @@ void cmd_make(Pass& pass, const char* text) {
 void cmd_cdx(Pass& pass) {
     DbfTable& current = pass.table;
     if (current.header.table_flags == 0) return;
+    TableChange change(pass, current);
     current.header.table_flags = 0;
     (void)dbf_write_header(current);
 }
@@ -67,11 +79,14 @@ void cmd_cdx(Pass& pass) {
 void cmd_cpzero(Pass& pass) {
     DbfTable& current = pass.table;
     if (current.header.code_page_mark == 0) return;
+    TableChange change(pass, current);
     current.header.code_page_mark = 0;
     (void)dbf_write_header(current);
 }
 
 void cmd_check(Pass& pass) {
     DbfTable& current = pass.table;
-    if (current.status != 0) (void)dbf_write_header(current);
+    if (current.status == 0) return;
+    TableChange change(pass, current);
+    (void)dbf_write_header(current);
 }

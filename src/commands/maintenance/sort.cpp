@@ -3,11 +3,15 @@
 // /SORT: writes the records in sorted order into a new table, then swaps files: the
 // table becomes NAME.bak and the sorted copy takes its name, both in the working
 // directory next to the copy NAME.tmp. The swap comes only after the copy has been
-// checked complete, and a rename that fails is undone, so the table's path holds
-// either the original or the whole sorted copy.
+// checked complete, and the table's path holds either the original or the whole
+// sorted copy at every moment: the table first gets NAME.bak as a second name, then
+// the copy is renamed over it. Where no second name can be made, the table is
+// renamed to NAME.bak instead, and a failing rename is undone. The sort holds the
+// table's lock throughout (commands/change.h).
 #include <cstring>
 #include <vector>
 
+#include "commands/change.h"
 #include "commands/maintenance/maintain.h"
 #include "select/filter.h"
 #include "select/order.h"
@@ -68,6 +72,7 @@ void cmd_sort(Pass& pass, const char* text) {
     }
     DbfTable& current = pass.table;
     FileSystem& fs = pass.run.fs;
+    TableChange change(pass, current);
     std::vector<int32_t> keys = dbf_parse_field_list(current, text);
     if (keys.empty()) {
         pass.out.write("Invalid field[s]...\n");
@@ -135,14 +140,15 @@ void cmd_sort(Pass& pass, const char* text) {
     sorted->file.copy_mode_from(current.file);
     dbf_close(*sorted);
 
-    // A rename replaces any earlier backup. The table keeps its open descriptor
+    // The backup replaces any earlier one. The table keeps its open descriptor
     // until its sorted copy stands at its path.
-    if (!fs.rename(current.path, backup)) {
+    const bool linked = fs.remove(backup) && fs.link(current.path, backup);
+    if (!linked && !fs.rename(current.path, backup)) {
         pass.out.print("Can't rename \"%s\" to \"%s\", table not sorted\n", current.path.c_str(), backup.c_str());
         return;
     }
     if (!fs.rename(temp_path, current.path)) {
-        if (fs.rename(backup, current.path))
+        if (linked || fs.rename(backup, current.path))
             pass.out.print("Can't rename \"%s\" to \"%s\", table not sorted\n", temp_path.c_str(),
                            current.path.c_str());
         else
