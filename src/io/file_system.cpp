@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <csignal>
+#include <string>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -143,6 +144,12 @@ std::optional<FileId> File::id() const {
     return id_from(st);
 }
 
+int64_t File::link_count() const {
+    struct stat st;
+    if (fd_ < 0 || fstat(fd_, &st) != 0) return 0;
+    return static_cast<int64_t>(st.st_nlink);
+}
+
 void File::copy_mode_from(const File& model) {
     struct stat st;
     if (fd_ < 0 || model.fd_ < 0 || fstat(model.fd_, &st) != 0) return;
@@ -199,6 +206,27 @@ File FileSystem::open_append(const std::string& path) {
 File FileSystem::create_new(const std::string& path) {
     int fd = open_at(path, O_CREAT | O_EXCL | O_RDWR, 0644);
     return fd < 0 ? File() : File(*this, fd);
+}
+
+bool FileSystem::publish(const std::string& path, const void* bytes, size_t count) {
+    size_t slash = path.rfind('/');
+    std::string directory = slash == std::string::npos ? "." : path.substr(0, slash == 0 ? 1 : slash);
+    int fd = open_at(directory, O_TMPFILE | O_RDWR, 0644);
+    if (fd >= 0) {
+        File file(*this, fd);
+        if (!file.write_all(bytes, count, 0)) return false;
+        before_change();
+        std::string name = "/proc/self/fd/" + std::to_string(fd);
+        if (linkat(AT_FDCWD, name.c_str(), directory_, path.c_str(), AT_SYMLINK_FOLLOW) == 0) return true;
+        if (errno == EEXIST) return false;
+    }
+    // No unnamed files here: a scratch name of this process's own, linked to the path.
+    std::string scratch = path + ".new" + std::to_string(getpid());
+    File file = create(scratch);
+    bool made = file.is_open() && file.write_all(bytes, count, 0) && link(scratch, path);
+    file.close();
+    (void)remove(scratch);  // a scratch name that stays behind is never read
+    return made;
 }
 
 bool FileSystem::rename(const std::string& from, const std::string& to) {

@@ -78,6 +78,8 @@ class File {
     bool writable() const;
     // The file's identity, if it can be told.
     std::optional<FileId> id() const;
+    // The names the file has in the file system; 0 if it can't be told.
+    int64_t link_count() const;
     // Gives the file the permission bits, and where allowed the owner, of `model`.
     void copy_mode_from(const File& model);
     void close();
@@ -141,6 +143,11 @@ class FileSystem {
     File open_append(const std::string& path);
     // Creates a new file that did not exist, mode 0644 less the umask; closed if it existed.
     File create_new(const std::string& path);
+    // Creates `path` holding `bytes`, whole or not at all, mode 0644 less the umask:
+    // the bytes are written to a file without a name (or under a scratch name beside
+    // it, where the file system has no such files), which then gets its name. False,
+    // with nothing made, if the path exists already or a write fails.
+    [[nodiscard]] bool publish(const std::string& path, const void* bytes, size_t count);
     [[nodiscard]] bool rename(const std::string& from, const std::string& to);
     // Gives the file `from` names a second name `to`, which must not exist yet.
     [[nodiscard]] bool link(const std::string& from, const std::string& to);

@@ -56,6 +56,11 @@ bool ScratchDir::exists(const std::string& name) const { return file_exists(file
 
 bool can_run_as_nobody() { return geteuid() == 0; }
 
+bool deep_tests() {
+    const char* deep = std::getenv("TRUG_DEEP");
+    return deep != nullptr && deep[0] != '\0' && std::strcmp(deep, "0") != 0;
+}
+
 RunResult ScratchDir::run(const std::vector<std::string>& args, bool as_nobody) const {
     RunResult result;
     int out_pipe[2], err_pipe[2];

@@ -38,3 +38,5 @@ class ScratchDir {
 
 // True where the tests can switch to an unprivileged user (they run as root).
 bool can_run_as_nobody();
+// True under `make check-deep` (TRUG_DEEP set): sweeps that take minutes run whole.
+bool deep_tests();

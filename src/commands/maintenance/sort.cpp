@@ -92,8 +92,13 @@ void cmd_sort(Pass& pass, const char* text) {
         return;
     }
     if (fs.same_file(backup, current.path)) {
-        pass.out.print("Can't rename \"%s\" to \"%s\", table not sorted\n", current.path.c_str(), backup.c_str());
-        return;
+        // A second name of the table, as a sort killed before its last rename leaves
+        // it, goes; the table's only name does not.
+        if (current.file.link_count() < 2 || !fs.remove(backup)) {
+            pass.out.print("Can't rename \"%s\" to \"%s\", table not sorted\n", current.path.c_str(),
+                           backup.c_str());
+            return;
+        }
     }
     MemoKind kind = dbf_bind_memo(current);
     std::vector<FieldDesc> fields(current.fields.begin(), current.fields.begin() + current.field_count);
