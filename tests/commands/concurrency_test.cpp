@@ -26,46 +26,6 @@ namespace {
 
 using namespace std::chrono_literals;
 
-// The program started in `dir` without waiting for it; its standard output goes to
-// `out_fd` (a pipe's or a terminal's end), or nowhere.
-class Started {
-  public:
-    Started(const ScratchDir& dir, std::vector<std::string> args, int out_fd = -1) {
-        pid_ = fork();
-        if (pid_ != 0) return;
-        int sink = out_fd >= 0 ? out_fd : open("/dev/null", O_WRONLY);
-        dup2(sink, 1);
-        if (chdir(dir.path().c_str()) != 0) _exit(126);
-        setenv("TZ", "UTC", 1);
-        alarm(60);
-        std::vector<char*> argv;
-        std::string self = "./trugtool";
-        argv.push_back(self.data());
-        for (std::string& arg : args) argv.push_back(arg.data());
-        argv.push_back(nullptr);
-        execv(argv[0], argv.data());
-        _exit(127);
-    }
-    ~Started() { (void)wait(); }
-    Started(const Started&) = delete;
-    Started& operator=(const Started&) = delete;
-
-    bool running() const { return pid_ > 0 && waitpid(pid_, nullptr, WNOHANG) == 0; }
-    // Waits for the end; the exit status, or -1.
-    int wait() {
-        if (pid_ <= 0) return status_;
-        int status = 0;
-        waitpid(pid_, &status, 0);
-        pid_ = -1;
-        status_ = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-        return status_;
-    }
-
-  private:
-    pid_t pid_ = -1;
-    int status_ = -1;
-};
-
 // A classic fcntl lock on the whole file, held by this test process as another
 // program would hold it.
 class ClassicLock {

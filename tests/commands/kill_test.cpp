@@ -7,10 +7,15 @@
 // counts them leaves those records uncounted, never more; every record is as it was
 // or as the command made it; a pack or a sort leaves the old table or the new one;
 // and the command run again to the end gives what an undisturbed run gives. `make
-// test` kills each command at a handful of points, `make check-deep` at every one.
+// test` kills each command at a handful of points, `make check-deep` at every one,
+// and kills the program itself with SIGKILL at random moments of runs over a larger
+// table, where a kill may also fall inside a write.
 #include <algorithm>
+#include <chrono>
 #include <cstring>
+#include <random>
 #include <set>
+#include <thread>
 
 #include <gtest/gtest.h>
 
@@ -66,10 +71,12 @@ TableImage with_memo(MemoImage& memo, const std::vector<std::string>& names, con
 }
 
 // The files of one run: the table, the table it imports, the target that stands.
-void lay_out(const ScratchDir& dir, const Case& c) {
+// Ten records, or as many more as `more` asks for.
+void lay_out(const ScratchDir& dir, const Case& c, int more = 0) {
     MemoImage memo(MemoImage::Dbase3), source_memo(MemoImage::Dbase3), target_memo(MemoImage::Dbase3);
-    dir.write("t.dbf", with_memo(memo, {"KIM", "ADA", "BOB", "LEE", "CY", "DEE", "EVE", "AL", "FAY", "JO"}, "note ")
-                           .bytes());
+    std::vector<std::string> names = {"KIM", "ADA", "BOB", "LEE", "CY", "DEE", "EVE", "AL", "FAY", "JO"};
+    for (int i = 0; i < more; ++i) names.push_back("R" + std::to_string((i * 7919) % 100000));
+    dir.write("t.dbf", with_memo(memo, names, "note ").bytes());
     dir.write("t.dbt", memo.bytes());
     dir.write("s.dbf", with_memo(source_memo, {"S1", "S2", "S3", "S4", "S5", "S6"}, "imported ").bytes());
     dir.write("s.dbt", source_memo.bytes());
@@ -110,9 +117,9 @@ Snapshot snapshot(const ScratchDir& dir, const Case& c) {
     return s;
 }
 
-Snapshot undisturbed(const Case& c) {
+Snapshot undisturbed(const Case& c, int more = 0) {
     ScratchDir dir;
-    lay_out(dir, c);
+    lay_out(dir, c, more);
     std::vector<std::string> call = {"t.dbf"};
     call.insert(call.end(), c.args.begin(), c.args.end());
     run_in_process(dir, call);
@@ -217,4 +224,33 @@ TEST(Killed, AnAppendAfterAKilledOneCountsEveryRecord) {
         return;
     }
     FAIL() << "no kill fell between a record and its header";
+}
+
+TEST(Killed, AtRandomMomentsTheProgramLeavesTheSamePromises) {
+    if (!deep_tests()) GTEST_SKIP() << "runs under make check-deep";
+    constexpr int kMore = 1500, kKills = 40;
+    std::mt19937 random(std::random_device{}());
+    for (const Case& c : kCases) {
+        SCOPED_TRACE(c.what);
+        std::vector<std::string> call = {"t.dbf"};
+        call.insert(call.end(), c.args.begin(), c.args.end());
+        ScratchDir timing;
+        lay_out(timing, c, kMore);
+        const Snapshot before = snapshot(timing, c);
+        auto start = std::chrono::steady_clock::now();
+        Started(timing, call).wait();
+        const auto duration = std::chrono::steady_clock::now() - start;
+        const Snapshot after = undisturbed(c, kMore);
+        for (int kill = 0; kill < kKills; ++kill) {
+            auto delay = std::chrono::duration_cast<std::chrono::microseconds>(duration * (random() % 1000) / 900);
+            SCOPED_TRACE("killed after " + std::to_string(delay.count()) + " us");
+            ScratchDir dir;
+            lay_out(dir, c, kMore);
+            Started run(dir, call);
+            std::this_thread::sleep_for(delay);
+            run.kill();
+            run.wait();
+            judge(c, before, after, snapshot(dir, c));
+        }
+    }
 }
