@@ -55,8 +55,11 @@ TableChange::TableChange(Pass& pass, DbfTable& table) : pass_(pass), table_(tabl
     }
     File memo = fs.open(table.memo_path);
     if (memo.is_open()) (void)acquire(pass, memo, table.memo_path, memo_lock_);  // unlockable: goes on without
-    (void)dbf_refresh_count(table);  // a size that can't be had counts no records, and nothing is written
+    if (table.file.size() != table.counted_size)
+        (void)dbf_refresh_count(table);  // a size that can't be had counts no records, and nothing is written
 }
+
+TableChange::~TableChange() { table_.counted_size = table_.file.size(); }
 
 bool TableChange::appends_fit() {
     if (dbf_append_fits(table_)) return true;

@@ -10,8 +10,11 @@
 // Under the lock the table is brought up to date with its file. A table that
 // another run replaced (a sort or a pack renames a new file over it) is opened
 // again, keeping its settings, view and record buffer; a pack that a killed run
-// left half-way is finished; and the record count is taken from the file as it is
-// now, so that an append lands behind the records another run appended.
+// left half-way is finished; and where the file's size is not the one this run
+// last saw, the record count is taken from the file as it is now, so that an append
+// lands behind the records another run appended. (Where the size is the one it saw,
+// the count stays as the run's own changes left it: a header whose record length
+// disagrees with its fields makes the two differ.)
 //
 // A run that has to wait says so once, after half a second, naming the process
 // that holds the lock where it can be told, and only when standard output is a
@@ -25,6 +28,8 @@ class TableChange {
     // Locks `table` (the pass's own, or one the command writes into), waiting as long
     // as another run holds it, and brings it up to date with its file.
     TableChange(Pass& pass, DbfTable& table);
+    // Notes the size the change left, so that the next one can tell another run's.
+    ~TableChange();
     TableChange(const TableChange&) = delete;
     TableChange& operator=(const TableChange&) = delete;
 

@@ -122,6 +122,9 @@ struct DbfTable {
     std::array<FieldDesc, kMaxFields> fields{};
     uint16_t field_count = 0;
     int32_t first_memo_field = -1;
+    // The file size the record count was last taken from, or that this table's own
+    // changes left; a size that differs says another run changed the file.
+    int64_t counted_size = -1;
     std::vector<uint8_t> record;  // kRecordBufferSize bytes once the descriptors are accepted
     std::vector<char> value;      // kValueBufferSize bytes; the one place a rendered value lives
     TableSettings settings;

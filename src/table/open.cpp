@@ -99,6 +99,7 @@ bool dbf_refresh_count(DbfTable& table) {
     if (count < 0) count = 0;  // a file shorter than its header holds no records
     if (count > INT32_MAX) count = INT32_MAX;
     table.header.record_count = static_cast<uint32_t>(count);
+    table.counted_size = size;
     return size >= 0;
 }
 
