@@ -44,12 +44,13 @@ void reopen(DbfTable& table, FileSystem& fs) {
 
 TableChange::TableChange(Pass& pass, DbfTable& table) : pass_(pass), table_(table) {
     FileSystem& fs = pass.run.fs;
-    // A few rounds at most: each one finds the table replaced by a run that held the lock.
-    for (int round = 0; round < 8; ++round) {
+    // Each round finds the table replaced by a run that held the lock; after a few
+    // the change goes to the file this run holds.
+    for (int round = 0;; ++round) {
         if (acquire(pass, table.file, table.path, table_lock_) != LockStatus::Taken) break;
         (void)dbf_finish_pack(fs, table.path);  // one that can't be finished leaves the old table
         std::optional<FileId> at_path = fs.id_of(table.path);
-        if (!at_path || at_path == table.file.id()) break;
+        if (!at_path || at_path == table.file.id() || round == 7) break;
         table_lock_.release();
         reopen(table, fs);
     }

@@ -12,6 +12,7 @@
 // table, where a kill may also fall inside a write.
 #include <algorithm>
 #include <chrono>
+#include <cstdio>
 #include <cstring>
 #include <random>
 #include <set>
@@ -75,7 +76,11 @@ TableImage with_memo(MemoImage& memo, const std::vector<std::string>& names, con
 void lay_out(const ScratchDir& dir, const Case& c, int more = 0) {
     MemoImage memo(MemoImage::Dbase3), source_memo(MemoImage::Dbase3), target_memo(MemoImage::Dbase3);
     std::vector<std::string> names = {"KIM", "ADA", "BOB", "LEE", "CY", "DEE", "EVE", "AL", "FAY", "JO"};
-    for (int i = 0; i < more; ++i) names.push_back("R" + std::to_string((i * 7919) % 100000));
+    for (int i = 0; i < more; ++i) {
+        char name[16];
+        std::snprintf(name, sizeof name, "R%d", (i * 7919) % 100000);
+        names.push_back(name);
+    }
     dir.write("t.dbf", with_memo(memo, names, "note ").bytes());
     dir.write("t.dbt", memo.bytes());
     dir.write("s.dbf", with_memo(source_memo, {"S1", "S2", "S3", "S4", "S5", "S6"}, "imported ").bytes());
