@@ -64,8 +64,13 @@ TableChange::~TableChange() { table_.counted_size = table_.file.size(); }
 
 bool TableChange::appends_fit() {
     if (dbf_append_fits(table_)) return true;
-    pass_.out.print("Can't change \"%s\": its header places the records past the end of the file\n",
-                    table_.path.c_str());
+    const int64_t described = dbf_computed_record_length(table_);
+    if (table_.header.record_length != described)
+        pass_.out.print("Can't change \"%s\": its header's record length %d disagrees with its fields' %lld\n",
+                        table_.path.c_str(), table_.header.record_length, static_cast<long long>(described));
+    else
+        pass_.out.print("Can't change \"%s\": its header places the records past the end of the file\n",
+                        table_.path.c_str());
     return false;
 }
 

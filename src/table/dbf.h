@@ -239,10 +239,11 @@ int64_t dbf_seek_physical(const DbfTable& table, int64_t number);
 bool dbf_delete_record(DbfTable& table, int32_t position);
 // Clears the deletion mark of a visible record; false if it could not be read or written.
 bool dbf_recall_record(DbfTable& table, int32_t position);
-// True if the header's lengths put the record behind the last counted one no
-// further than the end of the file. When they put it past the end (a header length
-// beyond the file, a record length the fields disagree with) nothing is appended or
-// cut: a write there would leave a hole of any size.
+// True if the header's record length is the one the fields describe and its
+// lengths put the record behind the last counted one no further than the end of
+// the file. Otherwise nothing is appended or cut: a write past the end would leave a
+// hole of any size, and records of another length than the count is taken with
+// would multiply the count at the next open.
 [[nodiscard]] bool dbf_append_fits(const DbfTable& table);
 // Appends the record buffer (blanked first if asked) and counts it in the header;
 // false, with the file as before, if either write fails or the append doesn't fit.

@@ -192,6 +192,7 @@ bool write_header(DbfTable& table, bool mark_fits) {
 }  // namespace
 
 bool dbf_append_fits(const DbfTable& table) {
+    if (table.header.record_length != dbf_computed_record_length(table)) return false;
     int64_t size = table.file.size();
     int64_t next = dbf_seek_physical(table, table.header.record_count);
     return size >= 0 && next >= 0 && next <= size;
