@@ -216,6 +216,9 @@ def goal_rows(jobs, calls, checks, commands):
     job, text = find("list.dbf"), find("list.txt")
     if job and text:
         yield ("list.dbf, %d records, within 3x the text listing" % job.records,) + beside(job, text, 3.0)
+    job = find("list.csv")
+    if job and text:
+        yield ("list.csv, %d records, within 1.5x the text listing" % job.records,) + beside(job, text, 1.5)
     job, awk = find("filter"), find("awk.filter")
     if job and awk:
         yield ("filter, %d records, within 2x awk on the text listing" % job.records,) + beside(job, awk, 2.0)

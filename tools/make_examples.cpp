@@ -43,6 +43,20 @@ int main(int argc, char** argv) {
     later.add({"Taylor", "Support", "-150.25", "20010914", "N"});
     write_file(dir + "/staff2.dbf", later.bytes());
 
-    std::printf("wrote %s/staff.dbf, %s/staff.dbt, %s/staff2.dbf\n", dir.c_str(), dir.c_str(), dir.c_str());
+    // staff_ru.dbf: a DOS Russian table (code page 866, mark 0x65), for /UTF8.
+    TableImage russian;
+    russian.year = 126;
+    russian.month = 11;
+    russian.day = 23;
+    russian.code_page_mark = 0x65;
+    russian.fields = {{"NAME", 'C', 12}, {"CITY", 'C', 16}, {"SALARY", 'N', 9, 2}};
+    russian.add({"\x88\xA2\xA0\xAD\xAE\xA2\xA0", "\x8C\xAE\xE1\xAA\xA2\xA0", "5150.00"});          // Иванова, Москва
+    russian.add({"\x8F\xA5\xE2\xE0\xAE\xA2", "\x92\xA2\xA5\xE0\xEC", "2100.00"});                  // Петров, Тверь
+    russian.add({"\xF0\xAB\xAA\xA8\xAD\xA0", "\x91\xA0\xAD\xAA\xE2-\x8F\xA5\xE2\xA5\xE0\xA1\xE3\xE0\xA3",
+                 "3900.75"});                                                                         // Ёлкина, Санкт-Петербург
+    write_file(dir + "/staff_ru.dbf", russian.bytes());
+
+    std::printf("wrote %s/staff.dbf, %s/staff.dbt, %s/staff2.dbf, %s/staff_ru.dbf\n", dir.c_str(), dir.c_str(),
+                dir.c_str(), dir.c_str());
     return 0;
 }

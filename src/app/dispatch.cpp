@@ -5,6 +5,7 @@
 // order decides, so "fields" must stand before "field:" and "delete:" before "del".
 #include "app/dispatch.h"
 
+#include <cstdlib>
 #include <cstring>
 #include <strings.h>
 
@@ -75,6 +76,8 @@ constexpr Row kRows[] = {
     {"del", Rest::Sign, [](Pass& p, const char* rest) { p.run.settings.show_deletion_mark = sign_of(rest); }},
     {"hdr", Rest::Sign, [](Pass& p, const char* rest) { p.run.settings.header_row = sign_of(rest); }},
     {"out", Rest::Behind, cmd_out},
+    {"utf8", Rest::Sign, [](Pass& p, const char* rest) { p.run.settings.utf8 = sign_of(rest); }},
+    {"cp:", Rest::Behind, cmd_code_page},
     {"oem", Rest::None, [](Pass& p, const char*) { settings(p).ansi_text = false; }},
     {"zap", Rest::None, [](Pass& p, const char*) { cmd_zap(p); }},
     {"asc", Rest::None, [](Pass& p, const char*) { settings(p).sort_descending = false; }},
@@ -137,6 +140,22 @@ void cmd_date(Pass& pass, const char* text) {
     pass.out.print("Unknown date format: %s.\n", text);
 }
 
+void cmd_code_page(Pass& pass, const char* text) {
+    if (text[0] == '\0') {
+        pass.run.settings.code_page.reset();
+        return;
+    }
+    char* end = nullptr;
+    const long number = std::strtol(text, &end, 10);
+    const CodePage* page = *end == '\0' && number > 0 && number < 100000 ? code_page_by_number(static_cast<int>(number))
+                                                                       : nullptr;
+    if (page == nullptr) {
+        pass.out.print("Unknown code page: %s.\n", text);
+        return;
+    }
+    pass.run.settings.code_page = page->number;
+}
+
 void cmd_version(OutStream& out) {
     out.print("Version %d.%02d compiled at %s\n", kVersion >> 8, kVersion & 0xFF, kBuildStamp);
 }
@@ -167,6 +186,7 @@ void print_usage(OutStream& out) {
         "\t/SELECT:field1;field2;...\t/MEMO[:text]\n"
         "\t/FIELD:field1=value;field2=value;...\n"
         "\t/STRUCT:file.txt|file.dbf|file.sql|file.prg|file.fox\n"
-        "\t/OUT:file.txt|file.dbf|file.sql|file.prg|file.htm\n"
+        "\t/OUT:file.txt|file.dbf|file.sql|file.prg|file.htm|file.csv|file.jsonl\n"
+        "\t/UTF8[+|-]\t\t\t/CP:number\n"
         "\t/CMP:file.dbf [/filter] [/order] /CMP[:[i][s][c]]\n");
 }

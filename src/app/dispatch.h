@@ -15,3 +15,5 @@ void cmd_version(OutStream& out);
 void cmd_trim(Pass& pass, const char* text);
 // /DATE:dmy|mdy|ymd|asis, or one character to put between the numbers.
 void cmd_date(Pass& pass, const char* text);
+// /CP:number: the code page of tables without a mark, and over a wrong one; /CP: alone goes back to the marks.
+void cmd_code_page(Pass& pass, const char* text);

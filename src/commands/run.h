@@ -3,9 +3,9 @@
 // The context every command works in. A Run holds what lives for the whole run:
 // the settings that parameters set and that stay from table to table, the output
 // target, the /FIELD: text, the /RANGE: list, the comparison table, the character
-// sets of the settings file, the list files being read, and the console and file
-// system everything goes through. A Pass adds the table of one pass over the
-// parameters. Nothing a run needs lives anywhere else.
+// sets of the settings file, the list files being read, the code page converters,
+// and the console and file system everything goes through. A Pass adds the table
+// of one pass over the parameters. Nothing a run needs lives anywhere else.
 //
 // A fatal message (a table that can't be opened, a report that can't be created)
 // ends the run: die() throws Fatal, and whoever started the run prints its text and
@@ -22,8 +22,10 @@
 
 #include "io/file_system.h"
 #include "io/out_stream.h"
+#include "io/progress.h"
 #include "select/order.h"
 #include "table/dbf.h"
+#include "text/codecs.h"
 #include "text/codepage.h"
 
 // Display options and the like; they stay from table to table.
@@ -33,12 +35,16 @@ struct RunSettings {
     bool memo_as_text = false;        // /MEMO:text
     bool show_file_name = false;      // /NAME
     bool header_row = false;          // /HDR
+    bool utf8 = false;                // /UTF8: text goes out in UTF-8, typed text comes in as UTF-8
+    std::optional<int> code_page;     // /CP:number: the page of unmarked tables, over any mark
     // The most bytes the keys of one order may take in memory.
     size_t key_memory_limit = kDefaultKeyMemoryLimit;
+    // The clock of progress indicators; tests put one in that they move by hand.
+    ProgressClock progress_clock = steady_milliseconds;
 };
 
 // What /OUT chose for the listings behind it.
-enum class OutputKind { Screen, Text, Sql, Table, Program, Html };
+enum class OutputKind { Screen, Text, Sql, Table, Program, Html, Csv, JsonLines };
 
 struct OutputTarget {
     OutputKind kind = OutputKind::Screen;
@@ -53,6 +59,7 @@ struct Run {
     OutStream& out;  // the console
     FileSystem& fs;
     RunSettings settings;
+    TextCodecs codecs;  // converters to and from UTF-8, by code page
     OutputTarget output;
     std::optional<std::string> field_text;       // assignment list of /FIELD:
     std::optional<std::vector<int32_t>> ranges;  // /RANGE: list; no value: all records
@@ -73,6 +80,10 @@ struct Pass {
 struct Fatal {
     std::string message;
 };
+
+// The converter between the table's code page (its mark, or /CP: over it) and
+// UTF-8; null, after a message, where the C library has none for that page.
+[[nodiscard]] TextCodec* table_codec(Run& run, const DbfTable& table);
 
 // Ends the run: message, a blank and path.
 [[noreturn]] void die(std::string_view message, std::string_view path);

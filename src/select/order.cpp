@@ -4,31 +4,26 @@
 // keys. A record's key is the rendering of each key field, padded back to the
 // field's width, with negative numbers complemented so that a plain unsigned byte
 // comparison orders text, dates and numbers alike; behind the fields stands the
-// record's element number in "%10d", so that no two keys are equal.
+// record's element number in "%10d", so that no two keys are equal (select/sort.h
+// keeps the number beside the text).
 //
-// Two ways to the same order. Where the keys of all records fit the key memory limit, one walk through the records builds every key into one arena and the sort
-// compares stored keys. Otherwise only two keys are held, one per side of the
-// comparison, each with the element it belongs to: the quicksort compares many
-// elements against one pivot, so the pivot's key is rarely rebuilt, but every other
-// comparison reads and renders a record. Since no two keys are equal, the order is
-// the only one the keys allow, and both ways run the same quicksort through the
-// same sequence of comparisons.
+// One walk through the visible records builds every key and hands it to the sort,
+// which holds what fits the key memory limit and puts the rest in run files beside
+// the table (select/merge.h). Records are read once, in file order, whatever the
+// size of the table.
 #include "select/order.h"
 
-#include <algorithm>
 #include <cstdint>
-#include <cstdio>
 #include <cstring>
-#include <numeric>
 
-#include "select/sort.h"
 #include "text/codepage.h"
 
 namespace {
 
+// The key text and its "%10d" element number, with the terminator, fit this buffer.
 constexpr size_t kSortKeyBufferSize = 65536;
-// The element number behind the fields: "%10d" of a non-negative 32-bit number.
 constexpr size_t kKeyNumberWidth = 10;
+static_assert(kSortKeyBufferSize - kKeyNumberWidth - 1 == kMaxKeyText, "a key text fits a run's records");
 
 // Bytes of a rendered number turned so that negative numbers sort below positive
 // ones and larger magnitudes below smaller: digits become 10 down to 1, blanks and
@@ -42,150 +37,79 @@ void complement_number(char* text, size_t length) {
     }
 }
 
-// The whole key of the record in the buffer, folded, with `element` behind it, into
-// a buffer of kSortKeyBufferSize bytes. Its length.
-size_t render_key(DbfTable& table, const std::vector<int32_t>& keys, int32_t element, char* key) {
+// The text of the key of the record in the buffer, folded, in `key`; its length.
+size_t render_key_text(DbfTable& table, const std::vector<int32_t>& keys, char* key) {
     dbf_build_key(table, keys, key, kSortKeyBufferSize - kKeyNumberWidth);
     fold_value(key, table);
-    size_t length = std::strlen(key);
-    std::snprintf(key + length, kKeyNumberWidth + 1, "%10d", element);
-    return length + kKeyNumberWidth;
+    return std::strlen(key);
 }
 
-// ---- Two keys at a time -----------------------------------------------------------
-
-// The context of the two-key comparison: one key per side, each with the element
-// it belongs to.
-struct TwoKeys {
-    DbfTable& table;
-    const std::vector<int32_t>& keys;
-    std::vector<char> key_a = std::vector<char>(kSortKeyBufferSize, '\0');
-    std::vector<char> key_b = std::vector<char>(kSortKeyBufferSize, '\0');
-    int32_t element_a = -1;
-    int32_t element_b = -1;
-};
-
-// Brings the key of `element` into one side's buffer unless it is there already.
-void load_key(TwoKeys& two, int32_t element, int32_t& cached, std::vector<char>& key) {
-    if (element == cached) return;
-    cached = element;
-    // A record that can't be read gives the key of the record read before it.
-    (void)dbf_read_record(two.table, element);
-    render_key(two.table, two.keys, element, key.data());
-}
-
-int two_key_compare(const void* a, const void* b, void* context) {
-    TwoKeys& two = *static_cast<TwoKeys*>(context);
-    int32_t element_a, element_b;
-    std::memcpy(&element_a, a, sizeof element_a);
-    std::memcpy(&element_b, b, sizeof element_b);
-    load_key(two, element_a, two.element_a, two.key_a);
-    load_key(two, element_b, two.element_b, two.key_b);
-    // Unsigned bytes, through the end of the first key; its terminator takes part,
-    // so a key that is a prefix of the other sorts first instead of comparing equal.
-    int r = std::memcmp(two.key_a.data(), two.key_b.data(), std::strlen(two.key_a.data()) + 1);
-    r = (r > 0) - (r < 0);
-    return two.table.settings.sort_descending ? -r : r;
-}
-
-// ---- Keys stored for all records ----------------------------------------------------
-
-// One element of the stored-key sort. Most comparisons end in `prefix`, without
-// a look into the arena.
-struct StoredKey {
-    uint64_t prefix;  // the key's first 8 bytes, big-endian, zeros behind its end
-    uint32_t offset;  // of the key in the arena
-    int32_t element;
-};
-static_assert(sizeof(StoredKey) == 16, "elements are swapped as 16 bytes");
-
-struct StoredKeys {
-    bool descending;
-    std::vector<char> arena;  // every key with its terminator, end to end
-    std::vector<StoredKey> elements;
-};
-
-uint64_t key_prefix(const char* key, size_t length) {
-    uint64_t prefix = 0;
-    for (size_t i = 0; i < 8; ++i)
-        prefix = prefix << 8 | (i < length ? static_cast<unsigned char>(key[i]) : 0u);
-    return prefix;
-}
-
-// The sign of the unsigned byte comparison of two keys, terminators included, as
-// the two-key path compares them.
-int stored_key_compare(const void* a, const void* b, void* context) {
-    const StoredKeys& keys = *static_cast<const StoredKeys*>(context);
-    StoredKey key_a, key_b;
-    std::memcpy(&key_a, a, sizeof key_a);
-    std::memcpy(&key_b, b, sizeof key_b);
-    int r;
-    if (key_a.prefix != key_b.prefix) {
-        r = key_a.prefix < key_b.prefix ? -1 : 1;
-    } else {
-        // Keys are at least the 10 bytes of their number long, and hold no zero byte
-        // before their end: equal prefixes are 8 equal bytes of both.
-        r = std::strcmp(keys.arena.data() + key_a.offset + 8, keys.arena.data() + key_b.offset + 8);
-        r = (r > 0) - (r < 0);
+// Collects the elements of an order.
+class IndexSink : public SortSink {
+  public:
+    explicit IndexSink(std::vector<int32_t>& index) : index_(index) {}
+    bool take(int32_t element, const uint8_t*) override {
+        index_.push_back(element);
+        return true;
     }
-    return keys.descending ? -r : r;
-}
 
-// One walk through the visible records builds every key. False, with nothing kept,
-// if the keys would pass `limit` bytes or a record can't be read (the
-// two-key path would build that key from the record read before, whichever that
-// is): that sort then takes the two-key path. Bytes of the record buffer past the
-// header's record length stay as they were through a sort, so fields there give
-// the same keys both ways.
-bool store_keys(DbfTable& table, const std::vector<int32_t>& fields, size_t count, size_t key_memory_limit,
-                StoredKeys& keys) {
-    const size_t limit = std::min<size_t>(key_memory_limit, UINT32_MAX);
+  private:
+    std::vector<int32_t>& index_;
+};
+
+// Sorts the visible records by `keys` into `sink`, carrying each record's bytes
+// along if `carry_records`.
+SortOutcome sort_visible(DbfTable& table, const std::vector<int32_t>& keys, const SortSettings& settings,
+                         bool carry_records, SortSink& sink) {
+    const size_t count = static_cast<size_t>(dbf_record_count(table));
+    SortOptions options;
+    options.memory_limit = settings.key_memory_limit;
+    options.payload_size = carry_records ? table.header.record_length : 0;
+    options.descending = table.settings.sort_descending;
+    // An order can always be held in memory; a copy of every record can't.
+    options.memory_when_disk_fails = !carry_records;
+    options.file_stem = table.path;
+    options.progress = settings.progress;
+    // A table always comes with its file; one without it sorts through the
+    // process's directory.
+    FileSystem process_directory;
+    FileSystem& fs = table.file.is_open() ? table.file.fs() : process_directory;
+    KeySorter sorter(fs, options);
     std::vector<char> buffer(kSortKeyBufferSize, '\0');
     char* key = buffer.data();
-    keys.elements.resize(count);
+    if (settings.progress != nullptr) settings.progress->stage("reading", count);
     for (size_t i = 0; i < count; ++i) {
         int32_t element = static_cast<int32_t>(i);
-        if (!dbf_read_record(table, element)) return false;
-        size_t length = render_key(table, fields, element, key);
-        size_t used = keys.arena.size();
-        if (length + 1 > limit - used) return false;
-        if (used + length + 1 > keys.arena.capacity()) {
-            // The first key foretells the rest: most keys are of one length.
-            size_t wanted = i == 0 ? (length + 1) * count : keys.arena.capacity() * 2;
-            keys.arena.reserve(std::min(limit, std::max(wanted, used + length + 1)));
-        }
-        keys.arena.insert(keys.arena.end(), key, key + length + 1);
-        keys.elements[i] = StoredKey{key_prefix(key, length), static_cast<uint32_t>(used), element};
+        // A key is built from the buffer as it stands when its record can't be read;
+        // a copy of the record can't be.
+        if (!dbf_read_record(table, element) && carry_records) return {SortFailure::CantRead, table.path};
+        size_t length = render_key_text(table, keys, key);
+        if (!sorter.add(key, length, element, table.record.data(), count - i)) break;
+        if (settings.progress != nullptr) settings.progress->advance(i + 1);
     }
-    return true;
+    if (sorter.failure() == SortFailure::None && sorter.finish(sink)) return {};
+    if (sorter.failure() == SortFailure::None) return {SortFailure::Stopped, ""};
+    return {sorter.failure(), sorter.failed_path()};
 }
 
 }  // namespace
 
-bool dbf_set_order(DbfTable& table, const char* text, size_t key_memory_limit) {
+SortOutcome dbf_set_order(DbfTable& table, const char* text, const SortSettings& settings) {
     std::vector<int32_t> keys = dbf_parse_field_list(table, text);
-    if (keys.empty()) return false;
+    if (keys.empty()) return {SortFailure::UnknownFields, ""};
     // Without the old order, the reads below go through the filter alone.
     table.order_index.reset();
-    table.order_index = dbf_sort_index(table, keys, key_memory_limit);
-    return true;
+    std::vector<int32_t> order;
+    order.reserve(static_cast<size_t>(dbf_record_count(table)));
+    IndexSink sink(order);
+    SortOutcome outcome = sort_visible(table, keys, settings, false, sink);
+    if (outcome.failure == SortFailure::None) table.order_index = std::move(order);
+    return outcome;
 }
 
-std::vector<int32_t> dbf_sort_index(DbfTable& table, const std::vector<int32_t>& keys, size_t key_memory_limit) {
-    const size_t count = static_cast<size_t>(dbf_record_count(table));
-    std::vector<int32_t> elements(count);
-    {
-        StoredKeys stored{table.settings.sort_descending, {}, {}};
-        if (store_keys(table, keys, count, key_memory_limit, stored)) {
-            sort_elements(stored.elements.data(), count, sizeof(StoredKey), stored_key_compare, &stored);
-            for (size_t i = 0; i < count; ++i) elements[i] = stored.elements[i].element;
-            return elements;
-        }
-    }
-    std::iota(elements.begin(), elements.end(), 0);
-    TwoKeys two{table, keys};
-    sort_elements(elements.data(), count, sizeof(int32_t), two_key_compare, &two);
-    return elements;
+SortOutcome dbf_sort_records(DbfTable& table, const std::vector<int32_t>& keys, const SortSettings& settings,
+                             SortSink& sink) {
+    return sort_visible(table, keys, settings, true, sink);
 }
 
 void dbf_build_key(DbfTable& table, const std::vector<int32_t>& keys, char* key, size_t key_size) {

@@ -33,7 +33,8 @@ const char kUsage[] =
     "\t/SELECT:field1;field2;...\t/MEMO[:text]\n"
     "\t/FIELD:field1=value;field2=value;...\n"
     "\t/STRUCT:file.txt|file.dbf|file.sql|file.prg|file.fox\n"
-    "\t/OUT:file.txt|file.dbf|file.sql|file.prg|file.htm\n"
+    "\t/OUT:file.txt|file.dbf|file.sql|file.prg|file.htm|file.csv|file.jsonl\n"
+    "\t/UTF8[+|-]\t\t\t/CP:number\n"
     "\t/CMP:file.dbf [/filter] [/order] /CMP[:[i][s][c]]\n";
 
 std::string table_of(int records) {

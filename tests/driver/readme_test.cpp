@@ -67,7 +67,7 @@ TEST(Readme, TutorialPrintsWhatItShows) {
     std::vector<Step> steps = tutorial_steps();
     ASSERT_GE(steps.size(), 10u) << "the tutorial's console blocks were not found";
     ScratchDir dir;
-    for (const char* name : {"staff.dbf", "staff.dbt", "staff2.dbf"})
+    for (const char* name : {"staff.dbf", "staff.dbt", "staff2.dbf", "staff_ru.dbf"})
         dir.write(name, read_file(std::string(TRUG_SOURCE_DIR) + "/examples/" + name));
     for (const Step& step : steps) {
         SCOPED_TRACE(step.command);
@@ -92,6 +92,6 @@ TEST(Readme, SampleTablesAreWhatTheGeneratorWrites) {
     std::string program = TRUGTOOL_PATH;
     std::string generator = program.substr(0, program.rfind('/')) + "/make_examples";
     ASSERT_EQ(std::system((generator + " " + dir.path() + " > /dev/null").c_str()), 0);
-    for (const char* name : {"staff.dbf", "staff.dbt", "staff2.dbf"})
+    for (const char* name : {"staff.dbf", "staff.dbt", "staff2.dbf", "staff_ru.dbf"})
         EXPECT_EQ(dir.read(name), read_file(std::string(TRUG_SOURCE_DIR) + "/examples/" + name)) << name;
 }

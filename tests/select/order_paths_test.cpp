@@ -1,9 +1,14 @@
 // tests/select/order_paths_test.cpp
 //
-// The sort with every key in memory against the sort that holds two keys at a time:
-// the same order on random tables.
+// The sort with every key in memory against whole keys compared by strcmp, and
+// against the sort through run files that a small key memory limit forces: the
+// same order on random tables, and no file left.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
 #include <memory>
 #include <random>
 #include <string>
@@ -13,6 +18,7 @@
 #include "support/cli.h"
 #include "support/engine.h"
 #include "support/table_builder.h"
+#include "text/codepage.h"
 
 namespace {
 
@@ -21,18 +27,59 @@ struct Sorted {
     bool operator==(const Sorted&) const = default;
 };
 
-// Sorts with the keys in memory up to `limit` bytes; 0 forces two keys at a time.
+// Sorts with the keys in memory up to `limit` bytes; 0 makes a run of every record.
 Sorted sort_with(DbfTable& table, const char* keys, size_t limit) {
-    if (!dbf_set_order(table, keys, limit) || !table.order_index) return {{-1}};
+    if (dbf_set_order(table, keys, {limit, nullptr}).failure != SortFailure::None || !table.order_index)
+        return {{-1}};
     return {*table.order_index};
 }
 
+// The files in the directory of `path`.
+size_t files_beside(const std::string& path) {
+    std::string directory = path.substr(0, path.rfind('/'));
+    size_t count = 0;
+    for (const auto& entry : std::filesystem::directory_iterator(directory)) count += entry.is_regular_file();
+    return count;
+}
+
+// The order the keys allow, from whole keys built as the order builds them, the
+// "%10d" element number behind each, compared by strcmp.
+Sorted reference_order(DbfTable& table, const char* key_list) {
+    std::vector<int32_t> fields = dbf_parse_field_list(table, key_list);
+    std::vector<std::pair<std::string, int32_t>> keys;
+    std::vector<char> key(65536);
+    table.order_index.reset();
+    for (int32_t i = 0; i < dbf_record_count(table); ++i) {
+        (void)dbf_read_record(table, i);  // a record cut short keys the buffer as it stands
+        dbf_build_key(table, fields, key.data(), key.size() - 10);
+        fold_value(key.data(), table);
+        char digits[16];
+        std::snprintf(digits, sizeof digits, "%10d", i);
+        keys.push_back({std::string(key.data()) + digits, i});
+    }
+    std::sort(keys.begin(), keys.end(), [](const auto& a, const auto& b) {
+        return std::strcmp(a.first.c_str(), b.first.c_str()) < 0;
+    });
+    if (table.settings.sort_descending) std::reverse(keys.begin(), keys.end());
+    Sorted sorted;
+    for (const auto& k : keys) sorted.order.push_back(k.second);
+    return sorted;
+}
+
 void expect_same_paths(DbfTable& table, const char* keys) {
-    Sorted plain = sort_with(table, keys, 0);
-    EXPECT_EQ(sort_with(table, keys, size_t{1} << 30), plain);
-    // A bound that the keys pass half-way: the walk is abandoned for the plain path.
-    // Every key holds at least 14 bytes with its terminator.
-    EXPECT_EQ(sort_with(table, keys, 12 * static_cast<size_t>(dbf_record_count(table))), plain);
+    const size_t files = files_beside(table.path);
+    Sorted in_memory = sort_with(table, keys, size_t{1} << 30);
+    EXPECT_EQ(in_memory, reference_order(table, keys));
+    // Runs of one record, of a few (each record takes 18 bytes beside its key, which
+    // is 3 to 19 bytes here), of some thirty, and two runs. (Every run is a file:
+    // small tables take the small runs.)
+    const size_t count = static_cast<size_t>(dbf_record_count(table));
+    for (size_t limit : {size_t{0}, size_t{100}, size_t{1000}, 20 * count}) {
+        if ((limit == 0 && count > 40) || (limit == 100 && count > 100)) continue;
+        SCOPED_TRACE(testing::Message() << "limit " << limit);
+        EXPECT_EQ(sort_with(table, keys, limit), in_memory);
+        EXPECT_EQ(files_beside(table.path), files) << "a run file was left behind";
+    }
 }
 
 int pick(std::mt19937& rng, int n) { return static_cast<int>(rng() % static_cast<unsigned>(n)); }
@@ -99,7 +146,7 @@ TEST(OrderPaths, AgreeOnRandomTables) {
     }
 }
 
-// Records changed between two sorts of one run: the walk that stores the keys reads
+// Records changed between two sorts of one run: the walk that builds the keys reads
 // through the same window as the writes.
 TEST(OrderPaths, SeeRecordsWrittenBetweenSorts) {
     std::mt19937 rng(7);
@@ -109,9 +156,8 @@ TEST(OrderPaths, SeeRecordsWrittenBetweenSorts) {
     ASSERT_TRUE(table);
     for (int step = 0; step < 6; ++step) {
         SCOPED_TRACE(step);
-        Sorted plain = sort_with(*table, "NUM;NAME", 0);
         Sorted stored = sort_with(*table, "NUM;NAME", size_t{1} << 30);
-        EXPECT_EQ(stored, plain);
+        EXPECT_EQ(sort_with(*table, "NUM;NAME", 2000), stored);
         // Move the first and the last record of this order to the other end.
         for (int32_t position : {0, dbf_record_count(*table) - 1}) {
             ASSERT_TRUE(dbf_read_record(*table, position));
@@ -121,6 +167,6 @@ TEST(OrderPaths, SeeRecordsWrittenBetweenSorts) {
         ASSERT_TRUE(dbf_append_record(*table, true));
         Sorted after = sort_with(*table, "NUM;NAME", size_t{1} << 30);
         EXPECT_NE(after.order, stored.order);
-        EXPECT_EQ(after, sort_with(*table, "NUM;NAME", 0));
+        EXPECT_EQ(after, sort_with(*table, "NUM;NAME", 2000));
     }
 }

@@ -49,7 +49,7 @@ std::vector<int32_t> order_of(const TableImage& image, const char* keys, Flags f
     t.table->settings.trim_mode = flags.trim_mode;
     t.table->settings.case_insensitive = flags.case_insensitive;
     t.table->settings.sort_descending = flags.descending;
-    if (!dbf_set_order(*t.table, keys, kDefaultKeyMemoryLimit) || !t.table->order_index) return {-998};
+    if (dbf_set_order(*t.table, keys, {}).failure != SortFailure::None || !t.table->order_index) return {-998};
     return *t.table->order_index;
 }
 
@@ -98,9 +98,9 @@ TEST(Order, SortsEachKindOfKey) {
          {.trim_mode = TrimMode::Left}, {1, 0, 2}},
         {"trim left keeps later fields in their columns", {{"S", 'C', 4}, {"T", 'C', 1}},
          {{"  a", "z"}, {"ab", "a"}}, "S;T", {.trim_mode = TrimMode::Left}, {0, 1}},
-        {"eight records: selection alone", {kNum5}, {{"8"}, {"7"}, {"6"}, {"5"}, {"4"}, {"3"}, {"2"}, {"1"}}, "NUM",
+        {"eight records", {kNum5}, {{"8"}, {"7"}, {"6"}, {"5"}, {"4"}, {"3"}, {"2"}, {"1"}}, "NUM",
          {}, {7, 6, 5, 4, 3, 2, 1, 0}},
-        {"nine records: quicksort", {kNum5}, {{"9"}, {"8"}, {"7"}, {"6"}, {"5"}, {"4"}, {"3"}, {"2"}, {"1"}}, "NUM",
+        {"nine records", {kNum5}, {{"9"}, {"8"}, {"7"}, {"6"}, {"5"}, {"4"}, {"3"}, {"2"}, {"1"}}, "NUM",
          {}, {8, 7, 6, 5, 4, 3, 2, 1, 0}},
         {"one record", {kNum5}, {{"1"}}, "NUM", {}, {0}},
         {"no record", {kNum5}, {}, "NUM", {}, {}},
@@ -114,18 +114,18 @@ TEST(Order, SortsEachKindOfKey) {
 TEST(Order, SortsFilterPositionsAndReadsThroughTheFilter) {
     OpenTable t(image_of({kNum5}, {{"5"}, {"4"}, {"3"}, {"2"}, {"1"}}));
     t.table->filter_index = std::vector<int32_t>{0, 2, 3};
-    ASSERT_TRUE(dbf_set_order(*t.table, "NUM", kDefaultKeyMemoryLimit));
+    ASSERT_EQ(dbf_set_order(*t.table, "NUM", {}).failure, SortFailure::None);
     EXPECT_EQ(*t.table->order_index, (std::vector<int32_t>{2, 1, 0}));
     // A new order sorts the filtered records, not the previous order's sequence.
     t.table->settings.sort_descending = 1;
-    ASSERT_TRUE(dbf_set_order(*t.table, "NUM", kDefaultKeyMemoryLimit));
+    ASSERT_EQ(dbf_set_order(*t.table, "NUM", {}).failure, SortFailure::None);
     EXPECT_EQ(*t.table->order_index, (std::vector<int32_t>{0, 1, 2}));
 }
 
 TEST(Order, UnknownFirstNameKeepsTheOldOrder) {
     OpenTable t(image_of({kNum5}, {{"2"}, {"1"}}));
-    ASSERT_TRUE(dbf_set_order(*t.table, "NUM", kDefaultKeyMemoryLimit));
-    EXPECT_FALSE(dbf_set_order(*t.table, "nosuch", kDefaultKeyMemoryLimit));
+    ASSERT_EQ(dbf_set_order(*t.table, "NUM", {}).failure, SortFailure::None);
+    EXPECT_EQ(dbf_set_order(*t.table, "nosuch", {}).failure, SortFailure::UnknownFields);
     ASSERT_TRUE(t.table->order_index);
     EXPECT_EQ(*t.table->order_index, (std::vector<int32_t>{1, 0}));
 }

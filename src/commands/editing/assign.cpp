@@ -19,12 +19,14 @@
 // itself adds the records it had when the import began.
 #include "commands/editing/assign.h"
 
+#include <algorithm>
 #include <climits>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <strings.h>
 #include <vector>
 
@@ -69,6 +71,37 @@ const char* import_value(DbfTable& source, int field, std::optional<std::string>
     number = std::atof(text);
     return text;
 }
+
+// The assignment list in the table's code page: as typed, or under /UTF8 converted
+// from UTF-8. No value if an assignment holds what the page can't; with `report`,
+// a message names its field. /UPDATE and /APPEND ask first, and then change no record.
+std::optional<std::string> table_field_text(Pass& pass, bool report) {
+    const std::string& list = *pass.run.field_text;
+    if (!pass.run.settings.utf8 || is_ascii(list)) return list;
+    TextCodec* codec = table_codec(pass.run, pass.table);
+    if (codec == nullptr) return std::nullopt;
+    std::string converted;
+    for (size_t start = 0; start <= list.size();) {
+        size_t end = list.find(';', start);
+        if (end == std::string::npos) end = list.size();
+        const std::string_view assignment = std::string_view(list).substr(start, end - start);
+        const EncodeResult result = codec->from_utf8(assignment, converted);
+        if (result != EncodeResult::Ok) {
+            const int name_length = static_cast<int>(std::min(assignment.find('='), assignment.size()));
+            if (report && result == EncodeResult::NotInCodePage)
+                pass.out.print("Not in code page %d: %.*s\n", codec->page().number, name_length, assignment.data());
+            if (report && result == EncodeResult::BadUtf8)
+                pass.out.print("Not UTF-8: %.*s\n", name_length, assignment.data());
+            return std::nullopt;
+        }
+        if (end < list.size()) converted += ';';
+        start = end + 1;
+    }
+    return converted;
+}
+
+// Whether the assignment list can be applied to this table; if not, a message said why.
+bool field_text_fits(Pass& pass) { return table_field_text(pass, true).has_value(); }
 
 // True if an assignment of the list names a memo field, whose value goes to the memo file.
 bool assigns_memo(const Pass& pass) {
@@ -129,7 +162,10 @@ bool apply_field_text(Pass& pass) {
     DbfTable& table = pass.table;
     bool result = true;
     int32_t ok = 1;  // once for the whole list: after a failure every numeric value fails
-    const std::string& list = *pass.run.field_text;
+    const bool convert = pass.run.settings.utf8 && !is_ascii(*pass.run.field_text);
+    const std::optional<std::string> converted = convert ? table_field_text(pass, false) : std::nullopt;
+    if (convert && !converted) return false;
+    const std::string& list = convert ? *converted : *pass.run.field_text;
     // Not cleared: every use follows cond_substitute_fields, which terminates its
     // text; clearing 64 KiB for each record of an /UPDATE cost more than the rest.
     std::unique_ptr<char[]> work(new char[kWorkSize]);
@@ -180,6 +216,7 @@ void cmd_update(Pass& pass) {
         pass.out.write("Fields must be specified...\n");
         return;
     }
+    if (!field_text_fits(pass)) return;
     DbfTable& table = pass.table;
     TableChange change(pass, table);
     if (assigns_memo(pass) && !change.memo_writable()) return;
@@ -201,6 +238,7 @@ void cmd_append(Pass& pass, const char* text) {
         if (strcasecmp(text + 1, "blank") == 0) blank = true;
         else count = append_count(text + 1);
     }
+    if (!blank && pass.run.field_text && !field_text_fits(pass)) return;
     // A count of 0 or below adds nothing, and takes no lock.
     std::optional<TableChange> change;
     if (count > 0) {

@@ -7,8 +7,8 @@
 
 // Keeps the assignment list for the /UPDATE and /APPEND behind it.
 void cmd_field(Pass& pass, const char* text);
-// Applies the assignment list to the record buffer; false if any assignment failed
-// (each failure has said so).
+// Applies the assignment list to the record buffer (under /UTF8 converted to the
+// table's code page first); false if any assignment failed (each failure has said so).
 bool apply_field_text(Pass& pass);
 // Applies the list to every visible record, or to those of /RANGE:.
 void cmd_update(Pass& pass);

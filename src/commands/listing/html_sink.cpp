@@ -2,7 +2,9 @@
 //
 // The HTML table of a listing: one <table> per listing, one <tr> per record in the
 // browse layout, one <tr> per field in the fields layout. Text cells go through
-// html_value and leave in ANSI; the other kinds of listing stay in OEM.
+// html_value and leave in ANSI; the other kinds of listing stay in OEM. Under
+// /UTF8 they leave in UTF-8 instead, converted from the table's code page, and a
+// file that starts with the listing says so in a <meta charset> line first.
 #include "commands/listing/sink.h"
 #include "text/codepage.h"
 #include "text/html.h"
@@ -16,11 +18,12 @@ class HtmlSink : public ListingSink {
     bool begin() override {
         const DbfTable& table = c_.pass.table;
         const RunSettings& settings = c_.pass.run.settings;
+        if (c_.utf8 != nullptr && c_.fresh_target) out_.write("<meta charset=\"utf-8\">\n");
         out_.write("<table width=\"100%\" border=\"1\" cellspacing=\"1\" cellpadding=\"1\">\n");
         if (!settings.header_row || table.settings.list_fields) return true;
         out_.write("<tr>");
         if (settings.show_deletion_mark) out_.write("<td align=center>*</td>");
-        for (int32_t field : c_.fields) out_.print("<td align=center>%s</td>", dbf_field_name(table, field).c_str());
+        for (int32_t field : c_.fields) out_.print("<td align=center>%s</td>", c_.names[field].c_str());
         out_.write("</tr>\n");
         return true;
     }
@@ -42,7 +45,7 @@ class HtmlSink : public ListingSink {
         DbfTable& table = c_.pass.table;
         const char* value = dbf_trim_value(table, TrimMode::All);
         const bool fields_layout = table.settings.list_fields;
-        if (fields_layout) out_.print("<tr valign=top><td valign=top>%s</td>", dbf_field_name(table, field).c_str());
+        if (fields_layout) out_.print("<tr valign=top><td valign=top>%s</td>", c_.names[field].c_str());
         const char type = table.fields[field].type;
         if (!memo && value[0] == '\0') {
             out_.write("<td>&nbsp;</td>");
@@ -52,9 +55,15 @@ class HtmlSink : public ListingSink {
             out_.print("<td align=right>%s</td>", value);
         } else {
             std::string cell = html_value(memo ? memo->c_str() : value);
-            if (!table.settings.ansi_text) convert_oem_to_ansi(table, cell.data());
             out_.write("<td>");
-            out_.write(cell.c_str());
+            if (c_.utf8 != nullptr) {
+                converted_.clear();
+                c_.utf8->to_utf8(cell.c_str(), converted_);
+                out_.write(converted_);
+            } else {
+                if (!table.settings.ansi_text) convert_oem_to_ansi(table, cell.data());
+                out_.write(cell.c_str());
+            }
             out_.write("</td>");
         }
         if (fields_layout) out_.write("</tr>\n");
@@ -76,6 +85,7 @@ class HtmlSink : public ListingSink {
   private:
     ListingContext c_;
     OutStream& out_;
+    std::string converted_;  // a cell in UTF-8
 };
 
 }  // namespace

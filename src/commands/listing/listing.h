@@ -2,7 +2,7 @@
 //
 // Listings: /OUT chooses a target, /SELECT: writes the chosen fields of every
 // visible record (or those of /RANGE:) to it, as text, SQL inserts, a program
-// script, an HTML table or records of another table.
+// script, an HTML table, CSV, JSON Lines or records of another table.
 #pragma once
 
 #include "commands/run.h"

@@ -5,6 +5,7 @@
 // statements and program scripts. Quotes inside values are written as they are;
 // values keep their padding. Memo texts are cut into lines at runs of CR and LF,
 // so empty lines vanish.
+#include <algorithm>
 #include <cstring>
 #include <string_view>
 
@@ -35,12 +36,6 @@ void for_each_memo_line(const std::optional<std::string>& memo, Line line) {
     }
 }
 
-// "%-10s"
-void put_padded(OutStream& out, std::string_view text) {
-    out.write(text);
-    if (text.size() < 10) out.write(std::string_view("          ", 10 - text.size()));
-}
-
 class TextSink : public ListingSink {
   public:
     TextSink(ListingContext context, OutStream& out) : c_(context), out_(out) {}
@@ -51,8 +46,10 @@ class TextSink : public ListingSink {
         if (!settings.header_row || table.settings.list_fields) return true;
         // The row of field names, each padded to its column's width but never cut.
         if (settings.show_deletion_mark) out_.write("*|");
-        for (int32_t field : c_.fields)
-            out_.print("%-*s|", dbf_display_width(table, field), dbf_field_name(table, field).c_str());
+        for (int32_t field : c_.fields) {
+            put_padded(out_, c_.names[field], dbf_display_width(table, field), c_.utf8 != nullptr);
+            out_.put('|');
+        }
         out_.put('\n');
         return true;
     }
@@ -65,7 +62,7 @@ class TextSink : public ListingSink {
             out_.put(mark);
             out_.put('|');
         } else {
-            put_padded(out_, "*");
+            put_padded(out_, "*", 10, false);
             out_.put('|');
             out_.put(mark);
             out_.put('\n');
@@ -83,7 +80,7 @@ class TextSink : public ListingSink {
             out_.write(shown);
             out_.put('|');
         } else {
-            put_padded(out_, dbf_field_name(table, field));
+            put_padded(out_, c_.names[field], 10, c_.utf8 != nullptr);
             out_.put('|');
             out_.write(shown);
             out_.put('\n');
@@ -121,7 +118,7 @@ class SqlSink : public ListingSink {
         const char* separator = "";
         for (int32_t field : c_.fields) {
             out_.write(separator);
-            out_.write(dbf_field_name(table, field));
+            out_.write(c_.names[field]);
             separator = ", ";
         }
         out_.write(" ) values (");
@@ -180,7 +177,7 @@ class ProgramSink : public ListingSink {
 
     void value(int field, const char* text, const std::optional<std::string>& memo, bool last) override {
         const DbfTable& table = c_.pass.table;
-        const std::string name = dbf_field_name(table, field);
+        const std::string& name = c_.names[field];
         const char type = table.fields[field].type;
         if (dbf_field_is_numeric(table, field)) {
             out_.print("\t%s with %s", name.c_str(), text);
@@ -216,6 +213,17 @@ char* strip_cr(char* text) {
         if (*p != '\r') *kept++ = *p;
     *kept = '\0';
     return text;
+}
+
+void put_padded(OutStream& out, std::string_view text, int width, bool utf8) {
+    static constexpr std::string_view kBlanks = "                                ";
+    out.write(text);
+    size_t length = utf8 ? utf8_length(text) : text.size();
+    for (size_t wanted = width > 0 ? static_cast<size_t>(width) : 0; length < wanted;) {
+        size_t blanks = std::min(wanted - length, kBlanks.size());
+        out.write(kBlanks.substr(0, blanks));
+        length += blanks;
+    }
 }
 
 std::unique_ptr<ListingSink> make_text_sink(ListingContext context, OutStream& out) {

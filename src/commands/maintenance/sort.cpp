@@ -8,11 +8,18 @@
 // the copy is renamed over it. Where no second name can be made, the table is
 // renamed to NAME.bak instead, and a failing rename is undone. The sort holds the
 // table's lock throughout (commands/change.h).
+//
+// The records reach the copy in the sorted walk (select/order.h), which reads the
+// table once in file order and, for a table bigger than the key memory limit, sorts
+// the records themselves through run files beside the table. The copy is written
+// in blocks and its header once, at the end.
+#include <algorithm>
 #include <cstring>
 #include <vector>
 
 #include "commands/change.h"
 #include "commands/maintenance/maintain.h"
+#include "io/progress.h"
 #include "select/filter.h"
 #include "select/order.h"
 
@@ -45,23 +52,42 @@ bool same_layout(const DbfTable& a, const DbfTable& b) {
     return true;
 }
 
-// Writes the records of `source` in the order of `order` into the open `sorted`.
-// True if every record and the header were written.
-bool copy_sorted(DbfTable& source, const std::vector<int32_t>& order, DbfTable& sorted, bool& read_failed) {
-    const size_t length = source.header.record_length;
-    int32_t written = 0;
-    for (int32_t position : order) {
-        if (!dbf_read_record(source, position)) {
-            read_failed = true;
-            return false;
-        }
-        std::memcpy(sorted.record.data(), source.record.data(), length);
-        if (!dbf_write_physical(sorted, written)) return false;
-        ++written;
+// Writes the records of a sort into the copy, in blocks; the header is left to the
+// end, since the copy takes the table's name only once it is whole.
+class CopySink : public SortSink {
+  public:
+    explicit CopySink(DbfTable& copy)
+        : copy_(copy), length_(copy.header.record_length), block_(std::max(kCopyBlock, length_)) {
+        buffer_.reserve(block_);
     }
-    sorted.header.record_count = static_cast<uint32_t>(written);
-    return dbf_write_header(sorted);
-}
+
+    bool take(int32_t, const uint8_t* record) override {
+        if (buffer_.size() + length_ > block_ && !flush()) return false;
+        buffer_.insert(buffer_.end(), record, record + length_);
+        return true;
+    }
+
+    // Writes the records still in the buffer; false if a write failed.
+    bool flush() {
+        if (buffer_.empty()) return true;
+        int64_t offset = dbf_seek_physical(copy_, written_);
+        if (offset < 0 || !copy_.file.write_all(buffer_.data(), buffer_.size(), offset)) return false;
+        written_ += static_cast<int64_t>(buffer_.size() / length_);
+        buffer_.clear();
+        return true;
+    }
+
+    // Records written to the file.
+    int64_t written() const { return written_; }
+
+  private:
+    static constexpr size_t kCopyBlock = size_t{1} << 20;
+    DbfTable& copy_;
+    size_t length_;
+    size_t block_;
+    std::vector<uint8_t> buffer_;
+    int64_t written_ = 0;
+};
 
 }  // namespace
 
@@ -84,8 +110,6 @@ void cmd_sort(Pass& pass, const char* text) {
     dbf_split_path(current.path, name, extension);
     const std::string temp_path = base_with(name, ".tmp");
     const std::string backup = base_with(name, ".bak");
-
-    const std::vector<int32_t> order = dbf_sort_index(current, keys, pass.run.settings.key_memory_limit);
 
     if (fs.same_file(temp_path, current.path)) {
         pass.out.print("Can't create \"%s\"\n", temp_path.c_str());
@@ -129,17 +153,30 @@ void cmd_sort(Pass& pass, const char* text) {
     // know keeps its own, so the copy still names the memo file the records use.
     if (kind == MemoKind::Unknown) sorted->header.signature = current.header.signature;
 
-    bool read_failed = false;
-    bool copied = copy_sorted(current, order, *sorted, read_failed);
-    if (copied && order.size() != current.header.record_count) {
-        pass.out.print("Can't sort all records of \"%s\", table not sorted\n", current.path.c_str());
+    Progress progress(pass.out.descriptor(), "Sorting", pass.run.settings.progress_clock);
+    SortSettings settings{pass.run.settings.key_memory_limit, &progress};
+    CopySink copy(*sorted);
+    SortOutcome outcome = dbf_sort_records(current, keys, settings, copy);
+    progress.finish();
+    bool written = outcome.failure == SortFailure::None && copy.flush();
+    if (written) {
+        sorted->header.record_count = static_cast<uint32_t>(copy.written());
+        written = dbf_write_header(*sorted);
+    }
+    if (outcome.failure == SortFailure::CantRead) {
+        pass.out.print("Can't read \"%s\", table not sorted\n", outcome.path.c_str());
         return;
     }
-    if (!copied) {
-        if (read_failed)
-            pass.out.print("Can't read \"%s\", table not sorted\n", current.path.c_str());
-        else
-            pass.out.print("Can't write \"%s\", table not sorted\n", temp_path.c_str());
+    if (outcome.failure == SortFailure::CantWrite) {
+        pass.out.print("Can't write \"%s\", table not sorted\n", outcome.path.c_str());
+        return;
+    }
+    if (!written) {
+        pass.out.print("Can't write \"%s\", table not sorted\n", temp_path.c_str());
+        return;
+    }
+    if (copy.written() != static_cast<int64_t>(current.header.record_count)) {
+        pass.out.print("Can't sort all records of \"%s\", table not sorted\n", current.path.c_str());
         return;
     }
     sorted->file.copy_mode_from(current.file);

@@ -17,6 +17,10 @@
 //
 // The header's record count is the number of fields reported; no end mark 0x1A
 // follows the last record.
+//
+// Under /UTF8 the text forms show field names in UTF-8, converted from the table's
+// code page and lined up by characters; the structure-extended table keeps the
+// bytes of the descriptors, as a table of that code page.
 #include "commands/reports/struct.h"
 
 #include <cstdio>
@@ -67,6 +71,22 @@ std::optional<StructForm> form_of(const char* name) {
 
 bool is_n_or_f(const FieldDesc& desc) { return desc.type == 'N' || desc.type == 'F'; }
 
+// A field name as a text report shows it, and the bytes it takes beyond its
+// characters, which a printf width must add to line it up.
+struct ShownName {
+    std::string text;
+    int extra = 0;
+};
+
+ShownName shown_name(const DbfTable& table, int field, TextCodec* utf8) {
+    std::string name = dbf_field_name(table, field);
+    if (utf8 == nullptr) return {std::move(name), 0};
+    ShownName shown;
+    utf8->to_utf8(name, shown.text);
+    shown.extra = static_cast<int>(shown.text.size() - utf8_length(shown.text));
+    return shown;
+}
+
 void write_text_head(OutStream& out, DbfTable& table) {
     const DbfHeader& h = table.header;
     MemoKind kind = dbf_bind_memo(table);
@@ -84,48 +104,48 @@ void write_text_head(OutStream& out, DbfTable& table) {
                  static_cast<long>(h.record_count), table.field_count, h.record_length);
 }
 
-void write_text_row(OutStream& out, const DbfTable& table, int field) {
+void write_text_row(OutStream& out, const DbfTable& table, int field, const ShownName& name) {
     const FieldDesc& desc = table.fields[field];
-    std::string name = dbf_field_name(table, field);
+    const int width = 11 + name.extra;
     // The decimals column goes by the length byte for N and F, unlike the scripts.
     if ((is_n_or_f(desc) && desc.length != 0) || (desc.type == 'D' && desc.decimals == 8))
-        out.print("%-11s %-11s %5d %2d\n", name.c_str(), dbf_type_name(table, field), desc.length,
+        out.print("%-*s %-11s %5d %2d\n", width, name.text.c_str(), dbf_type_name(table, field), desc.length,
                      desc.decimals);
     else
-        out.print("%-11s %-11s %5d\n", name.c_str(), dbf_type_name(table, field), desc.length);
+        out.print("%-*s %-11s %5d\n", width, name.text.c_str(), dbf_type_name(table, field), desc.length);
 }
 
-void write_sql_row(OutStream& out, const DbfTable& table, int field, bool last) {
+void write_sql_row(OutStream& out, const DbfTable& table, int field, const ShownName& name, bool last) {
     const FieldDesc& desc = table.fields[field];
-    std::string name = dbf_field_name(table, field);
+    const int width = 11 + name.extra;
     const std::string type = sql_type_name(table, field);
     if (is_n_or_f(desc) && desc.decimals != 0)
-        out.print("\t%-11s %s(%d,%d)", name.c_str(), type.c_str(), desc.length, desc.decimals);
+        out.print("\t%-*s %s(%d,%d)", width, name.text.c_str(), type.c_str(), desc.length, desc.decimals);
     else if (is_n_or_f(desc) || desc.type == 'C')
-        out.print("\t%-11s %s(%d)", name.c_str(), type.c_str(), desc.length);
+        out.print("\t%-*s %s(%d)", width, name.text.c_str(), type.c_str(), desc.length);
     else
-        out.print("\t%-11s %s", name.c_str(), type.c_str());
+        out.print("\t%-*s %s", width, name.text.c_str(), type.c_str());
     out.write(last ? "\n" : ",\n");
 }
 
-void write_fox_row(OutStream& out, const DbfTable& table, int field, bool last) {
+void write_fox_row(OutStream& out, const DbfTable& table, int field, const ShownName& name, bool last) {
     const FieldDesc& desc = table.fields[field];
-    std::string name = dbf_field_name(table, field);
+    const int width = 11 + name.extra;
     if (is_n_or_f(desc) && desc.decimals != 0)
-        out.print("\t%-11s %c(%d,%d)", name.c_str(), desc.type, desc.length, desc.decimals);
+        out.print("\t%-*s %c(%d,%d)", width, name.text.c_str(), desc.type, desc.length, desc.decimals);
     else if (is_n_or_f(desc) || desc.type == 'C')
-        out.print("\t%-11s %c(%d)", name.c_str(), desc.type, desc.length);
+        out.print("\t%-*s %c(%d)", width, name.text.c_str(), desc.type, desc.length);
     else
-        out.print("\t%-11s %c", name.c_str(), desc.type);
+        out.print("\t%-*s %c", width, name.text.c_str(), desc.type);
     out.write(last ? " ;\n" : ", ;\n");
 }
 
-void write_script_row(OutStream& out, const DbfTable& table, int field) {
+void write_script_row(OutStream& out, const DbfTable& table, int field, const ShownName& name) {
     const FieldDesc& desc = table.fields[field];
-    std::string name = dbf_field_name(table, field);
     // Blanks that line up the type for names of up to 10 characters.
-    int blanks = name.size() <= 9 ? 12 - static_cast<int>(name.size()) : 2;
-    out.print("\t{ \"%s\",%*s\"%c\", %3d, %3d },;\n", name.c_str(), blanks, "", desc.type, desc.length,
+    const int characters = static_cast<int>(name.text.size()) - name.extra;
+    int blanks = characters <= 9 ? 12 - characters : 2;
+    out.print("\t{ \"%s\",%*s\"%c\", %3d, %3d },;\n", name.text.c_str(), blanks, "", desc.type, desc.length,
                  desc.decimals);
 }
 
@@ -178,6 +198,11 @@ void cmd_struct(Pass& pass, const char* text) {
         }
         form = *chosen;
     }
+    TextCodec* utf8 = nullptr;
+    if (pass.run.settings.utf8 && form != StructForm::Table) {
+        utf8 = table_codec(pass.run, table);
+        if (utf8 == nullptr) return;
+    }
     std::optional<OutStream> file;
     if (form != StructForm::Screen) {
         File opened = pass.run.fs.open_append(name);
@@ -187,15 +212,16 @@ void cmd_struct(Pass& pass, const char* text) {
     OutStream& out = file ? *file : pass.out;
 
     int count = table.field_count;
+    const auto shown = [&](int field) { return shown_name(table, field, utf8); };
     switch (form) {
         case StructForm::Screen:
         case StructForm::Text:
             write_text_head(out, table);
-            for (int i = 0; i < count; ++i) write_text_row(out, table, i);
+            for (int i = 0; i < count; ++i) write_text_row(out, table, i, shown(i));
             break;
         case StructForm::Sql:
             out.print("CREATE TABLE \"%s\" (\n", table.path.c_str());
-            for (int i = 0; i < count; ++i) write_sql_row(out, table, i, i == count - 1);
+            for (int i = 0; i < count; ++i) write_sql_row(out, table, i, shown(i), i == count - 1);
             out.write("\t);\n\n");
             break;
         case StructForm::Table:
@@ -204,12 +230,12 @@ void cmd_struct(Pass& pass, const char* text) {
             break;
         case StructForm::Script:
             out.print("DBCREATE(\"%s\", {;\n", table.path.c_str());
-            for (int i = 0; i < count; ++i) write_script_row(out, table, i);
+            for (int i = 0; i < count; ++i) write_script_row(out, table, i, shown(i));
             out.write("\t})\n\n");
             break;
         case StructForm::Fox:
             out.print("CREATE TABLE \"%s\" ( ;\n", table.path.c_str());
-            for (int i = 0; i < count; ++i) write_fox_row(out, table, i, i == count - 1);
+            for (int i = 0; i < count; ++i) write_fox_row(out, table, i, shown(i), i == count - 1);
             out.write("\t)\n\n");
             break;
     }
