@@ -29,6 +29,11 @@ class TableSink : public ListingSink {
             return false;
         }
         change_.emplace(c_.pass, *target_);
+        // Each selected field's partner, found once rather than for every record.
+        target_of_.assign(static_cast<size_t>(c_.pass.table.field_count), -1);
+        for (int source : c_.fields)
+            target_of_[static_cast<size_t>(source)] =
+                dbf_find_field(*target_, dbf_field_name(c_.pass.table, source).c_str());
         if (!change_->appends_fit() || (takes_memo() && !change_->memo_writable())) {
             end();
             return false;
@@ -41,7 +46,7 @@ class TableSink : public ListingSink {
     void value(int field, const char* text, const std::optional<std::string>&, bool) override {
         DbfTable& source = c_.pass.table;
         DbfTable& target = *target_;
-        int index = dbf_find_field(target, dbf_field_name(source, field).c_str());
+        int index = field >= 0 && static_cast<size_t>(field) < target_of_.size() ? target_of_[field] : -1;
         if (index < 0) return;
         // The source field alone decides whether a number goes along.
         double number = dbf_field_is_numeric(source, field) ? dbf_field_number(source, field) : 0.0;
@@ -61,10 +66,8 @@ class TableSink : public ListingSink {
   private:
     // True if a memo field of the target takes the value of a selected field.
     bool takes_memo() const {
-        for (int source : c_.fields) {
-            int index = dbf_find_field(*target_, dbf_field_name(c_.pass.table, source).c_str());
+        for (int index : target_of_)
             if (index >= 0 && target_->fields[index].type == 'M') return true;
-        }
         return false;
     }
 
@@ -102,6 +105,7 @@ class TableSink : public ListingSink {
     ListingContext c_;
     std::unique_ptr<DbfTable> target_;
     std::optional<TableChange> change_;  // released before the target closes
+    std::vector<int> target_of_;         // by source field: the target's field of its name, or -1
 };
 
 }  // namespace
