@@ -122,6 +122,7 @@ struct DbfTable {
     std::array<FieldDesc, kMaxFields> fields{};
     uint16_t field_count = 0;
     int32_t first_memo_field = -1;
+    int64_t described_length = 1;  // 1 plus the field widths, worked out with the offsets
     // The file size the record count was last taken from, or that this table's own
     // changes left; a size that differs says another run changed the file.
     int64_t counted_size = -1;
@@ -167,7 +168,8 @@ void dbf_free(std::unique_ptr<DbfTable>& table);
 [[nodiscard]] bool dbf_read_header(DbfTable& table);
 // Reads the descriptors, computes offsets and the record count; false if they can't describe records.
 [[nodiscard]] bool dbf_read_fields(DbfTable& table);
-// 1 plus the widths of the fields: the record length the descriptors describe.
+// 1 plus the widths of the fields: the record length the descriptors describe, as
+// the last dbf_read_fields worked it out.
 int64_t dbf_computed_record_length(const DbfTable& table);
 // Counts the records again from the file's size, as the open did (another run may
 // have changed the file); false if the size can't be had, which counts none.

@@ -81,15 +81,12 @@ bool dbf_read_fields(DbfTable& table) {
     if (table.status & DBF_STATUS_BAD_SIGNATURE)
         table.header.signature = table.first_memo_field != -1 ? 0xF5 : 0x03;
 
+    table.described_length = offset;
     (void)dbf_refresh_count(table);  // a size that can't be had counts no records
     return result;
 }
 
-int64_t dbf_computed_record_length(const DbfTable& table) {
-    int64_t length = 1;
-    for (int i = 0; i < table.field_count; ++i) length += dbf_field_width(table, i);
-    return length;
-}
+int64_t dbf_computed_record_length(const DbfTable& table) { return table.described_length; }
 
 bool dbf_refresh_count(DbfTable& table) {
     // The count in the header is never used: the file size decides, with the

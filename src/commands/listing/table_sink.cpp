@@ -38,10 +38,13 @@ class TableSink : public ListingSink {
             end();
             return false;
         }
+        // A blank record made once and copied for every record.
+        dbf_blank_record(*target_);
+        blank_.assign(target_->record.begin(), target_->record.begin() + target_->header.record_length);
         return true;
     }
 
-    void open_record() override { dbf_blank_record(*target_); }
+    void open_record() override { std::copy(blank_.begin(), blank_.end(), target_->record.begin()); }
 
     void value(int field, const char* text, const std::optional<std::string>&, bool) override {
         DbfTable& source = c_.pass.table;
@@ -106,6 +109,7 @@ class TableSink : public ListingSink {
     std::unique_ptr<DbfTable> target_;
     std::optional<TableChange> change_;  // released before the target closes
     std::vector<int> target_of_;         // by source field: the target's field of its name, or -1
+    std::vector<uint8_t> blank_;         // the target's blank record
 };
 
 }  // namespace
