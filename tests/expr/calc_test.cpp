@@ -9,7 +9,6 @@
 #include <vector>
 
 #include "expr/calc.h"
-#include "support/cli.h"
 
 namespace {
 
@@ -120,15 +119,6 @@ TEST(Calc, TextOf80CharactersOrMoreFails) {
         EXPECT_FALSE(out.ok);
         EXPECT_EQ(out.value, 0.0);
     }
-}
-
-TEST(Calc, CommandPrintsValueOrError) {
-    ScratchDir dir;
-    EXPECT_EQ(dir.run({"/CALC:1+2"}).out, "3.000000\n");
-    EXPECT_EQ(dir.run({"/calc:-2^2/8"}).out, "0.500000\n");
-    EXPECT_EQ(dir.run({"/CALC:1/0"}).out, "Error\n");
-    EXPECT_EQ(dir.run({"/CALC:"}).out, "Error\n");
-    EXPECT_EQ(dir.run({"/CALC:" + repeat("1", 80)}).out, "Error\n");
 }
 
 // A random expression of the grammar, `depth` levels at most.

@@ -26,12 +26,6 @@ std::string marks_of(const std::string& bytes, size_t count = 5) {
     return marks;
 }
 
-// The file with every mark blanked, to see that nothing but marks changed.
-std::string without_marks(std::string bytes, size_t count = 5) {
-    for (size_t i = 0; i < count; ++i) bytes.at(65 + 4 * i) = ' ';
-    return bytes;
-}
-
 std::vector<int32_t> positions(const char* text, int32_t limit = INT32_MAX) {
     std::vector<int32_t> out;
     parse_record_list(text, [&](int32_t p) { out.push_back(p); }, limit);
@@ -122,64 +116,4 @@ TEST(DeleteParameter, FollowsFilterAndOrder) {
     EXPECT_EQ(t.marks(), "   * ");
     cmd_delete(pass, "3-9");  // visible 2 -> filter position 0 -> physical 1
     EXPECT_EQ(t.marks(), " * * ");
-}
-
-TEST(MarkParameters, ChangeOnlyTheMarkBytesOfTheFile) {
-    struct Case { const char* what; std::vector<std::string> args; const char* before; const char* after; const char* out; };
-    const Case kCases[] = {
-        {"single numbers", {"/DELETE:2,4"}, "     ", " * * ", ""},
-        {"all", {"/DELETE:all"}, "     ", "*****", ""},
-        {"all later in the list is nothing", {"/DELETE:3,all"}, "     ", "  *  ", ""},
-        {"ranges and an open end", {"/DELETE:2-3;5-"}, "     ", " **  ", ""},
-        {"past the end is passed over", {"/DELETE:4-9,99"}, "     ", "   **", ""},
-        {"empty delete", {"/DELETE:"}, "  *  ", "  *  ", "Parameter required for delete...\n"},
-        {"recall one", {"/RECALL:2"}, "*****", "* ***", ""},
-        {"empty recall", {"/RECALL:"}, "*****", "*****", "Parameter required for recall...\n"},
-        {"delete then recall", {"/DELETE:1-5", "/RECALL:2-4"}, "     ", "*   *", ""},
-        {"empty range", {"/RANGE:"}, "     ", "     ", "Parameter required for range...\n"},
-        {"a range changes no mark", {"/RANGE:1-3", "/DELETE:5"}, "     ", "    *", ""},
-    };
-    for (const Case& c : kCases) {
-        SCOPED_TRACE(c.what);
-        ScratchDir dir;
-        std::string original = five_records(c.before).bytes();
-        dir.write("t.dbf", original);
-        std::vector<std::string> args = {"t.dbf"};
-        args.insert(args.end(), c.args.begin(), c.args.end());
-        RunResult r = dir.run(args);
-        EXPECT_EQ(r.status, 0);
-        EXPECT_EQ(r.out, c.out);
-        std::string after = dir.read("t.dbf");
-        EXPECT_EQ(marks_of(after), c.after);
-        // Header (date of last update included), data and end mark stay as they were.
-        EXPECT_EQ(without_marks(after), without_marks(original));
-    }
-}
-
-TEST(MarkParameters, ApplyToEveryTableOfTheCall) {
-    ScratchDir dir;
-    dir.write("a.dbf", five_records().bytes());
-    dir.write("b.dbf", five_records("   * ").bytes());
-    RunResult r = dir.run({"a.dbf", "b.dbf", "/DELETE:1,2"});
-    EXPECT_EQ(r.out, "");
-    EXPECT_EQ(marks_of(dir.read("a.dbf")), "**   ");
-    EXPECT_EQ(marks_of(dir.read("b.dbf")), "** * ");
-}
-
-TEST(RangeParameter, ChoosesTheRecordsOfAListingInTheCurrentOrder) {
-    struct Case { const char* what; std::vector<std::string> args; std::string out; };
-    const Case kCases[] = {
-        {"range", {"/RANGE:2-4", "/SELECT:NAME"}, "b  |\nc  |\nd  |\n"},
-        {"through an order", {"/DESC", "/ORDER:NAME", "/RANGE:1,5;5", "/SELECT:NAME"}, "e  |\na  |\na  |\n"},
-        {"empty list lists nothing", {"/RANGE:0", "/SELECT:NAME"}, ""},
-        {"back to all", {"/RANGE:1-2", "/RANGE:all", "/SELECT:NAME"}, "a  |\nb  |\nc  |\nd  |\ne  |\n"},
-    };
-    for (const Case& c : kCases) {
-        SCOPED_TRACE(c.what);
-        ScratchDir dir;
-        dir.write("t.dbf", five_records().bytes());
-        std::vector<std::string> args = {"t.dbf"};
-        args.insert(args.end(), c.args.begin(), c.args.end());
-        EXPECT_EQ(dir.run(args).out, c.out);
-    }
 }

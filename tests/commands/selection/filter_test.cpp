@@ -24,48 +24,7 @@ TableImage staff() {
     return image;
 }
 
-RunResult run_on_staff(const std::vector<std::string>& parameters) {
-    ScratchDir dir;
-    dir.write("s.dbf", staff().bytes());
-    std::vector<std::string> args = {"s.dbf"};
-    args.insert(args.end(), parameters.begin(), parameters.end());
-    return dir.run(args);
-}
-
 }  // namespace
-
-TEST(FilterParameters, NarrowWidenAndDropTheOrder) {
-    struct Case { const char* what; std::vector<std::string> args; std::string out; };
-    const Case kCases[] = {
-        {"no condition", {"/FILTER:"}, "Invalid filter...\n"},
-        {"no operator", {"/FILTER:abc", "/COUNT"}, "Invalid filter...\n6\n"},
-        {"braces and semicolon", {"/F:AGE}40;AGE{20", "/S:NAME"}, "bob  |\nCid  |\ndan  |\nabe  |\neve  |\n"},
-        {"filters narrow", {"/FILTER:AGE>40", "/FILTER:AGE<60", "/SELECT:NAME"}, "bob  |\nabe  |\neve  |\n"},
-        {"clear, then a filter on all records", {"/FILTER:AGE>40", "/CLEAR", "/FILTER:AGE<60", "/COUNT"}, "5\n"},
-        {"nothing passes", {"/FILTER:AGE>99", "/COUNT", "/FILTER:AGE>0", "/COUNT"}, "0\n0\n"},
-        {"a filter drops the order", {"/ORDER:NAME", "/FILTER:AGE>40", "/S:NAME"}, "bob  |\nCid  |\nabe  |\neve  |\n"},
-        {"an order behind a filter", {"/FILTER:AGE>40", "/ORDER:NAME", "/S:NAME"}, "Cid  |\nabe  |\nbob  |\neve  |\n"},
-        {"deleted hidden", {"/DELETED-", "/S:NAME", "/COUNT"}, "bob  |\nCid  |\ndan  |\nabe  |\n4\n"},
-        {"hidden twice builds once", {"/DELETED-", "/DELETED-", "/COUNT"}, "4\n"},
-        {"shown again", {"/DELETED-", "/DELETED+", "/COUNT"}, "6\n"},
-        {"a filter keeps them hidden", {"/DELETED-", "/FILTER:AGE>40", "/DELETED", "/COUNT"}, "3\n"},
-        {"deleted drops the order", {"/ORDER:NAME", "/DELETED", "/S:NAME"},
-         "bob  |\namy  |\nCid  |\ndan  |\nabe  |\neve  |\n"},
-        {"a new mark shows until the next build", {"/DELETED-", "/DELETE:1", "/COUNT", "/FILTER:AGE>0", "/COUNT"},
-         "4\n3\n"},
-        {"clear keeps the hiding for the next build", {"/DELETED-", "/CLEAR", "/COUNT", "/FILTER:AGE>0", "/COUNT"},
-         "6\n4\n"},
-        {"clear keeps the filter text", {"/FILTER:AGE>0", "/CLEAR", "/DELETED-", "/DELETED", "/COUNT"}, "4\n"},
-        {"delete all behind a filter", {"/FILTER:AGE>40", "/DELETE:all", "/CLEAR", "/DEL", "/S:NAME"},
-         "*|bob  |\n*|amy  |\n*|Cid  |\n |dan  |\n*|abe  |\n*|eve  |\n"},
-    };
-    for (const Case& c : kCases) {
-        SCOPED_TRACE(c.what);
-        RunResult r = run_on_staff(c.args);
-        EXPECT_EQ(r.status, 0);
-        EXPECT_EQ(r.out, c.out);
-    }
-}
 
 TEST(FilterParameters, CollectTheTextAndNarrowTheComparisonTable) {
     ScratchDir dir;
