@@ -1,4 +1,5 @@
 # Front end over CMake. `make` builds build/trugtool, `make test` runs every test,
+# `make check-deep` the long sweeps of killed runs and damaged tables,
 # `make asan` runs them under AddressSanitizer and UndefinedBehaviorSanitizer,
 # `make demo` runs the program on the sample tables in examples/.
 JOBS ?= $(shell nproc 2>/dev/null || echo 2)
@@ -9,7 +10,7 @@ PREFIX ?= /usr/local
 FUZZ_TARGETS = table memo calc cond html program
 FUZZ_SECONDS ?= 60
 
-.PHONY: all configure build test asan demo examples install fuzz fuzz-corpus bench bench-big clean
+.PHONY: all configure build test check-deep asan demo examples install fuzz fuzz-corpus bench bench-big clean
 
 all: build
 
@@ -23,6 +24,13 @@ build: configure
 test: configure
 	@cmake --build build -j $(JOBS) --target trug_tests
 	TZ=UTC ./build/trug_tests
+
+# Kills every changing command at each of its changes of a file and at random
+# moments, and runs damaged tables with random parameters for a minute (some minutes
+# in all); `make test` runs a handful of each.
+check-deep: configure
+	@cmake --build build -j $(JOBS) --target trug_tests
+	TZ=UTC TRUG_DEEP=1 ./build/trug_tests --gtest_filter='Killed.*:Runaway.*:Concurrency.*'
 
 asan:
 	@cmake -S . -B build-asan -DCMAKE_BUILD_TYPE=Debug -DTRUG_SANITIZE=ON >/dev/null

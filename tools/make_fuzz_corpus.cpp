@@ -104,6 +104,50 @@ int main(int argc, char** argv) {
     };
     n = 0;
     for (const char* c : command_lines) seed("program", numbered("p", n++), program_input(c));
+
+    // Tables that make a careless writer grow files without end: a memo file whose
+    // next free block lies far past its end, a header whose record length disagrees
+    // with its fields or whose header length lies past the file, imports and listings
+    // of a table into itself.
+    auto with_memo = [](const std::string& table, const std::string& memo, const std::string& parameters) {
+        size_t length = table.size() | 0x8000;
+        return std::string{static_cast<char>(length & 0xFF), static_cast<char>(length >> 8)} + table +
+               std::string{static_cast<char>(memo.size() & 0xFF), static_cast<char>(memo.size() >> 8)} + memo +
+               parameters;
+    };
+    TableImage fox_table;
+    fox_table.signature = 0xF5;
+    fox_table.fields = {{"NAME", 'C', 10}, {"NOTE", 'M', 10}};
+    MemoImage fox_memo(MemoImage::FoxPro, 64);
+    fox_table.add({"SMITH", std::to_string(fox_memo.add("a text"))});
+    fox_table.add({"JONES", std::to_string(fox_memo.add("another text"))});
+    std::string far_memo = fox_memo.bytes();
+    far_memo.replace(0, 4, be32(0x7A600019));
+    seed("program", "memo_next_far", with_memo(fox_table.bytes(), far_memo,
+                                               "+t.dbf\n/FIELD:NOTE=\"x\"\n/UPDATE\n/APPEND:3\n/OUT:t.dbf\n/S:*"));
+    MemoImage d4_memo(MemoImage::Dbase4, 1);
+    TableImage d4_table;
+    d4_table.signature = 0x8B;
+    d4_table.fields = fox_table.fields;
+    d4_table.add({"SMITH", std::to_string(d4_memo.add("a text"))});
+    std::string tiny_blocks = d4_memo.bytes();
+    tiny_blocks.replace(0, 4, le32(-1));
+    seed("program", "memo_tiny_blocks", with_memo(d4_table.bytes(), tiny_blocks,
+                                                  "/FIELD:NOTE=\"x\"\n/APPEND:2\n/PACK\n/MEMO:text\n/S:*"));
+    TableImage long_records = small;
+    long_records.record_length = 0xFFFF;
+    seed("program", "record_length_far",
+         std::string{static_cast<char>(long_records.bytes().size() & 0xFF),
+                     static_cast<char>(long_records.bytes().size() >> 8)} +
+             long_records.bytes() + "/APPEND:blank\n/APPEND:2\n+t.dbf\n/CMP:t.dbf\n/ORDER:NAME\n/CMP:c\n/TRUNC:5\n/ZAP");
+    TableImage short_file = small;
+    short_file.header_length = 4000;
+    seed("program", "header_past_end",
+         std::string{static_cast<char>(short_file.bytes().size() & 0xFF),
+                     static_cast<char>(short_file.bytes().size() >> 8)} +
+             short_file.bytes() + "/APPEND:1\n/CHECK\n/TRUNC:3\n/COUNT");
+    seed("program", "into_itself", program_input("+t.dbf\n+t.dbf\n/OUT:t.dbf\n/S:*\n/CMP:t.dbf\n/CMP:c\n/COUNT"));
+    seed("program", "growing", program_input("/APPEND:9\n/TRUNC:9\n/OUT:x.htm\n/S:*\n/SORT:NAME\n/PACK\n/COUNT"));
     std::printf("wrote the fuzz corpus under %s\n", root.c_str());
     return 0;
 }

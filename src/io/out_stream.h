@@ -60,6 +60,8 @@ class OutStream {
     bool flush();
     // True once a write of this stream has failed.
     bool failed() const { return failed_; }
+    // True for a console on a terminal, where a person watches.
+    bool is_terminal() const { return line_buffered_; }
     // The descriptor written to; -1 for a capture. For a progress indicator, not for output.
     int descriptor() const { return fd_; }
 

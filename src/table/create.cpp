@@ -8,6 +8,7 @@
 // and field widths are brought to the sizes the family stores them in.
 #include <cstring>
 #include <ctime>
+#include <vector>
 
 #include "table/dbf.h"
 
@@ -86,19 +87,20 @@ bool dbf_create(FileSystem& fs, const std::string& path, FieldDesc* fields, int 
     header.header_length = static_cast<uint16_t>(header_length);
     header.record_length = static_cast<uint16_t>(record_length);
 
-    bool complete = false;
-    {
-        File file = fs.create(path);
-        if (!file.is_open()) return false;
-        const uint8_t terminator = 0x0D;
-        const size_t descriptor_bytes = sizeof(FieldDesc) * static_cast<size_t>(count);
-        complete = file.write_all(&header, sizeof header, 0) &&
-                   (count == 0 || file.write_all(fields, descriptor_bytes, sizeof header)) &&
-                   file.write_all(&terminator, 1, static_cast<int64_t>(sizeof header + descriptor_bytes));
-    }
-    // The table stands either way; a memo file that fails shows as empty memos.
+    const size_t descriptor_bytes = sizeof(FieldDesc) * static_cast<size_t>(count);
+    std::vector<uint8_t> image(sizeof header + descriptor_bytes + 1);
+    std::memcpy(image.data(), &header, sizeof header);
+    if (count > 0) std::memcpy(image.data() + sizeof header, fields, descriptor_bytes);
+    image.back() = 0x0D;
+
+    // The memo file first: a table never stands without the memo file it was made
+    // with. The table stands either way; a memo file that fails shows as empty memos.
     if (make_memo && has_memo) (void)dbf_create_memo(fs, path, kind, block_size);
-    return complete;
+    // A new file appears whole or not at all, so that a run killed half-way leaves
+    // nothing that looks like a table and fails to open; one that exists is emptied.
+    if (!fs.exists(path)) return fs.publish(path, image.data(), image.size());
+    File file = fs.create(path);
+    return file.is_open() && file.write_all(image.data(), image.size(), 0);
 }
 
 void dbf_fill_field(FieldDesc& desc, const char* name, char type, uint16_t wide) {
@@ -110,7 +112,8 @@ void dbf_fill_field(FieldDesc& desc, const char* name, char type, uint16_t wide)
 
 bool dbf_truncate(DbfTable& table, int32_t count) {
     int64_t end = dbf_seek_physical(table, count);
-    if (end < 0) return false;
+    // Records the header places past the end of the file are cut or added nowhere.
+    if (end < 0 || !dbf_append_fits(table)) return false;
     uint32_t old_count = table.header.record_count;
     int64_t records_end = dbf_seek_physical(table, old_count);
     if (records_end >= 0 && end <= records_end) {

@@ -53,6 +53,10 @@ enum class TrimMode { None, Right, Left, All };
 enum class Rendering { Display, Key };
 // What /PACK rewrites.
 enum class PackMode { All, Records, Memo };
+// What a memo file offers a new text: a sound place; no file (or a family whose
+// layout is unknown), where texts are not stored, as always; a damaged header that
+// names no free block within the file, or no block size, where nothing is written.
+enum class MemoState { Sound, Missing, Damaged };
 
 struct DbfHeader {
     uint8_t signature;
@@ -127,6 +131,10 @@ struct DbfTable {
     // reads as its first INT32_MAX records and is never rewritten as a whole, nor
     // given a header that would count fewer records than the file holds.
     bool partial = false;
+    int64_t described_length = 1;  // 1 plus the field widths, worked out with the offsets
+    // The file size the record count was last taken from, or that this table's own
+    // changes left; a size that differs says another run changed the file.
+    int64_t counted_size = -1;
     std::vector<uint8_t> record;  // kRecordBufferSize bytes once the descriptors are accepted
     std::vector<char> value;      // kValueBufferSize bytes; the one place a rendered value lives
     TableSettings settings;
@@ -169,6 +177,12 @@ void dbf_free(std::unique_ptr<DbfTable>& table);
 [[nodiscard]] bool dbf_read_header(DbfTable& table);
 // Reads the descriptors, computes offsets and the record count; false if they can't describe records.
 [[nodiscard]] bool dbf_read_fields(DbfTable& table);
+// 1 plus the widths of the fields: the record length the descriptors describe, as
+// the last dbf_read_fields worked it out.
+int64_t dbf_computed_record_length(const DbfTable& table);
+// Counts the records again from the file's size, as the open did (another run may
+// have changed the file); false if the size can't be had, which counts none.
+bool dbf_refresh_count(DbfTable& table);
 // Points every date format's two delimiters at `delimiter` ('.' for NUL).
 void dbf_set_date_delimiter(DbfTable& table, char delimiter);
 // The byte a blank field of this type is filled with.
@@ -243,12 +257,19 @@ int64_t dbf_seek_physical(const DbfTable& table, int64_t number);
 bool dbf_delete_record(DbfTable& table, int32_t position);
 // Clears the deletion mark of a visible record; false if it could not be read or written.
 bool dbf_recall_record(DbfTable& table, int32_t position);
+// True if the header's record length is the one the fields describe and its
+// lengths put the record behind the last counted one no further than the end of
+// the file. Otherwise nothing is appended or cut: a write past the end would leave a
+// hole of any size, and records of another length than the count is taken with
+// would multiply the count at the next open.
+[[nodiscard]] bool dbf_append_fits(const DbfTable& table);
 // Appends the record buffer (blanked first if asked) and counts it in the header;
-// false, with the file as before, if either write fails.
+// false, with the file as before, if either write fails or the append doesn't fit.
 [[nodiscard]] bool dbf_append_record(DbfTable& table, bool blank_first);
 // Years since 1900 as the header's year byte: lowered by 100 while above 255.
 uint8_t dbf_header_year(int years_since_1900);
-// Stamps today's date, writes the header and the end mark behind the last record.
+// Stamps today's date, writes the header and the end mark behind the last record
+// (unless that place lies past the end of the file).
 [[nodiscard]] bool dbf_write_header(DbfTable& table);
 // Stamps today's date and writes the 32-byte header alone; true if all of it was
 // written. A partial table's header is never written.
@@ -343,6 +364,8 @@ std::optional<std::string> dbf_memo_read_bytes(DbfTable& table, int field);
 int32_t dbf_memo_write(DbfTable& table, const char* text);
 // The same for bytes that may hold NULs.
 int32_t dbf_memo_write_bytes(DbfTable& table, const std::string& bytes);
+// Whether a new text can be appended to the memo file; see MemoState.
+MemoState dbf_memo_state(DbfTable& table);
 // The memo file's block size; 0 if it can't be opened or the family is unknown.
 int32_t dbf_memo_block_size(DbfTable& table);
 // Texts appended from now on wait in memory until dbf_memo_flush, for a record
@@ -378,10 +401,15 @@ bool dbf_create_memo(FileSystem& fs, const std::string& path, MemoKind kind, int
                               int block_size, bool make_memo);
 // A descriptor with this name, type and wide length, the rest zero.
 void dbf_fill_field(FieldDesc& desc, const char* name, char type, uint16_t wide);
-// Cuts the table to `count` records or extends it with records of zero bytes.
+// Cuts the table to `count` records or extends it with records of zero bytes;
+// false, with nothing changed, where dbf_append_fits does not hold.
 [[nodiscard]] bool dbf_truncate(DbfTable& table, int32_t count);
 // Takes every record off.
 [[nodiscard]] bool dbf_zap(DbfTable& table);
-// Closes the gaps of deleted records, rebuilds the memo file, or both; a partial
+// Closes the gaps of deleted records, rebuilds the memo file, or both, through a
+// copy put in place only when complete; false with the table as it was. A partial
 // table is refused. Each stage reports its records to `progress` when given one.
 [[nodiscard]] bool dbf_pack(DbfTable& table, PackMode mode, Progress* progress = nullptr);
+// Takes the last steps of a pack of `path` that a killed run left half-way (see
+// table/pack.cpp), under the table's lock; true if none was left or it is done now.
+bool dbf_finish_pack(FileSystem& fs, const std::string& path);

@@ -28,6 +28,10 @@
 // memory, end to end as they will stand in the file, and go out in one write with
 // the header behind them when the writer flushes, always before the records that
 // name them.
+//
+// A damaged header can name a next free block far past the end of the file; a text
+// is never written there (nor behind a header too short to name the block, or one
+// without a block size): the write is refused and the text not stored.
 #include <algorithm>
 #include <cstring>
 
@@ -97,13 +101,6 @@ int64_t memo_block_of(const DbfTable& table, int field) {
 }
 
 int64_t blocks_for(int64_t bytes, int64_t block_size) { return (bytes + block_size - 1) / block_size; }
-
-// A new text goes to block `next`; the header then names `next` + `blocks`. Block 0
-// is the header itself, and both numbers must fit the header's 32 bits and the
-// caller's signed result.
-bool append_fits(int64_t next, int64_t blocks) {
-    return next > 0 && next <= INT32_MAX && next + blocks <= 0xFFFFFFFF;
-}
 
 }  // namespace
 
@@ -260,6 +257,26 @@ std::optional<std::string> read_foxpro(MemoFile& m, int64_t block) {
     return read_text_after_head(m, offset, get_be32(head + 4));
 }
 
+// The bytes the file holds, texts still waiting included.
+int64_t stored_size(const MemoFile& m) {
+    if (m.pending.empty()) return m.size;
+    return std::max(m.size, m.pending_start + static_cast<int64_t>(m.pending.size()));
+}
+
+// A text may go to free block `next` only if there is a block size and the block
+// lies within the file or is the one right behind it: past that the write would
+// leave a hole as large as the damaged number says. Block 0 is the header itself,
+// and the number must fit the caller's signed result.
+bool free_block_sound(const MemoFile& m, int64_t next, int64_t block_size) {
+    return block_size > 0 && next > 0 && next <= INT32_MAX && next <= blocks_for(stored_size(m), block_size);
+}
+
+// The text goes to block `next` and takes `blocks`; the header then names
+// `next` + `blocks`, which must fit its 32 bits.
+bool append_fits(const MemoFile& m, int64_t next, int64_t block_size, int64_t blocks) {
+    return free_block_sound(m, next, block_size) && next + blocks <= 0xFFFFFFFF;
+}
+
 // Where and how a text goes: its block, the block head before it, the mark behind
 // it and the next free block after it. False if the header forbids the append.
 struct Placement {
@@ -278,7 +295,7 @@ bool place_text(const MemoFile& m, size_t length, Placement& p) {
             if (m.head_length < 4) return false;
             p.block = get_le32(m.head);
             int64_t blocks = blocks_for(static_cast<int64_t>(length) + 1, kDbase3BlockSize);  // and one 0x1A
-            if (!append_fits(p.block, blocks)) return false;
+            if (!append_fits(m, p.block, kDbase3BlockSize, blocks)) return false;
             p.offset = p.block * kDbase3BlockSize;
             p.end_mark = true;
             p.next_after = p.block + blocks;
@@ -291,7 +308,7 @@ bool place_text(const MemoFile& m, size_t length, Placement& p) {
             int64_t size = static_cast<int64_t>(length) + 8;
             if (block_size == 0 || size > 0xFFFFFFFF) return false;
             int64_t blocks = blocks_for(size, block_size);
-            if (!append_fits(p.block, blocks)) return false;
+            if (!append_fits(m, p.block, block_size, blocks)) return false;
             p.offset = p.block * block_size;
             put_le32(p.head, kDbase4BlockMark);
             put_le32(p.head + 4, static_cast<uint32_t>(size));
@@ -305,7 +322,7 @@ bool place_text(const MemoFile& m, size_t length, Placement& p) {
             int64_t block_size = get_be16(m.head + 6);
             if (block_size == 0 || length > 0xFFFFFFFF) return false;
             int64_t blocks = blocks_for(static_cast<int64_t>(length) + 8, block_size);
-            if (!append_fits(p.block, blocks)) return false;
+            if (!append_fits(m, p.block, block_size, blocks)) return false;
             p.offset = p.block * block_size;
             put_be32(p.head, 1);
             put_be32(p.head + 4, static_cast<uint32_t>(length));
@@ -432,6 +449,29 @@ int32_t dbf_memo_write(DbfTable& table, const char* text) {
 int32_t dbf_memo_write_bytes(DbfTable& table, const std::string& bytes) {
     MemoFile* memo = memo_of(table);
     return memo == nullptr ? 0 : memo_append(*memo, bytes.data(), bytes.size());
+}
+
+MemoState dbf_memo_state(DbfTable& table) {
+    if (table.header.signature == 0xE5 || layout_of(table) == Layout::None) return MemoState::Missing;
+    MemoFile* memo = memo_of(table);
+    if (memo == nullptr || !load_facts(*memo)) return MemoState::Missing;
+    const MemoFile& m = *memo;
+    switch (m.layout) {
+        case Layout::Dbase3:
+            if (m.head_length >= 4 && free_block_sound(m, get_le32(m.head), kDbase3BlockSize)) return MemoState::Sound;
+            break;
+        case Layout::Dbase4:
+            if (m.head_length >= 24 && free_block_sound(m, get_le32(m.head), get_le16(m.head + 20)))
+                return MemoState::Sound;
+            break;
+        case Layout::FoxPro:
+            if (m.head_length >= 8 && free_block_sound(m, get_be32(m.head), get_be16(m.head + 6)))
+                return MemoState::Sound;
+            break;
+        case Layout::None:
+            return MemoState::Missing;
+    }
+    return MemoState::Damaged;
 }
 
 int32_t dbf_memo_block_size(DbfTable& table) {

@@ -106,30 +106,40 @@ bool dbf_read_fields(DbfTable& table) {
     if (table.status & DBF_STATUS_BAD_SIGNATURE)
         table.header.signature = table.first_memo_field != -1 ? 0xF5 : 0x03;
 
+    table.described_length = offset;
+    // A header whose record length disagrees with the field widths is believed
+    // unless the file size sides with the widths: then records are read with the
+    // computed length, and /CHECK writes it back.
+    const int64_t size = table.file.size();
+    const int64_t data = size - table.header.header_length;
+    if (result && offset != table.header.record_length && offset <= kRecordBufferSize && size >= 0 && data >= 0 &&
+        whole_records(table.file, size, data, offset) &&
+        !whole_records(table.file, size, data, table.header.record_length)) {
+        table.header.record_length = static_cast<uint16_t>(offset);
+        table.status |= DBF_STATUS_BAD_RECORD_LENGTH;
+    }
+    (void)dbf_refresh_count(table);  // a size that can't be had counts no records
+    return result;
+}
+
+int64_t dbf_computed_record_length(const DbfTable& table) { return table.described_length; }
+
+bool dbf_refresh_count(DbfTable& table) {
     // The count in the header is never used: the file size decides, with the
     // computed record length as divisor. A torn last record and the end mark vanish.
     int64_t size = table.file.size();
-    int64_t data = size - table.header.header_length;
-    int64_t count = size < 0 ? 0 : data / offset;
+    int64_t count = size < 0 ? 0 : (size - table.header.header_length) / dbf_computed_record_length(table);
     if (count < 0) count = 0;  // a file shorter than its header holds no records
     // Records of a header-only table are their deletion marks alone; a last 0x1A is
     // the end mark, not a record.
     uint8_t last = 0;
     if (is_header_only(table.header) && count > 0 && table.file.read_exactly(&last, 1, size - 1) && last == 0x1A)
         --count;
-    // A header whose record length disagrees with the field widths is believed
-    // unless the file size sides with the widths: then records are read with the
-    // computed length, and /CHECK writes it back.
-    if (offset != table.header.record_length && offset <= kRecordBufferSize && data >= 0 && result &&
-        whole_records(table.file, size, data, offset) &&
-        !whole_records(table.file, size, data, table.header.record_length)) {
-        table.header.record_length = static_cast<uint16_t>(offset);
-        table.status |= DBF_STATUS_BAD_RECORD_LENGTH;
-    }
     table.partial = count > INT32_MAX;
     if (count > INT32_MAX) count = INT32_MAX;
     table.header.record_count = static_cast<uint32_t>(count);
-    return result;
+    table.counted_size = size;
+    return size >= 0;
 }
 
 uint8_t dbf_field_blank_byte(const DbfTable& table, int field) {
@@ -247,6 +257,9 @@ const char* dbf_memo_family_name(MemoKind kind) {
 OpenFailure dbf_open_into(DbfTable& table, FileSystem& fs, const std::string& path) {
     dbf_memo_release(table);
     table.read_cache.reset();
+    // A pack killed half-way is finished before the table is read: until then its
+    // memo file may already be the new one.
+    (void)dbf_finish_pack(fs, path);  // one that can't be finished leaves the old table
     table.file = fs.open(path);
     if (!table.file.is_open()) return OpenFailure::CantOpen;
     if (!dbf_read_header(table)) return OpenFailure::InvalidHeader;

@@ -118,6 +118,16 @@ bool dbf_delete_record(DbfTable& table, int32_t position) { return set_mark(tabl
 
 bool dbf_recall_record(DbfTable& table, int32_t position) { return set_mark(table, position, ' '); }
 
+bool dbf_append_fits(const DbfTable& table) {
+    // A record length read from the fields rather than the header is not yet the
+    // file's: records go behind the others only once /CHECK has written it.
+    if (table.status & DBF_STATUS_BAD_RECORD_LENGTH) return false;
+    if (table.header.record_length != dbf_computed_record_length(table)) return false;
+    int64_t size = table.file.size();
+    int64_t next = dbf_seek_physical(table, table.header.record_count);
+    return size >= 0 && next >= 0 && next <= size;
+}
+
 bool dbf_append_record(DbfTable& table, bool blank_first) {
     if (blank_first) dbf_blank_record(table);
     RecordAppender appender(table);
@@ -142,7 +152,9 @@ bool dbf_write_header_image(DbfTable& table) {
 
 bool dbf_write_header(DbfTable& table) {
     if (!dbf_write_header_image(table)) return false;
-    // The end mark only behind a header that counts the records it follows.
+    // The end mark only behind a header that counts the records it follows, and
+    // only where its place lies within the file or right at its end.
+    if (!dbf_append_fits(table)) return true;
     int64_t end = dbf_seek_physical(table, table.header.record_count);
     const uint8_t eof_mark = 0x1A;
     (void)dbf_write_bytes(table, &eof_mark, 1, end);  // readers don't need it: the file size counts

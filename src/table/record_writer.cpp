@@ -31,6 +31,14 @@ bool RecordAppender::write_block() {
     const uint32_t count = table_.header.record_count;
     const uint32_t added = gathered_;
     const int64_t offset = dbf_seek_physical(table_, count);
+    // Records go only right behind the last one: never past the end of the file,
+    // nor with a length the fields don't describe.
+    if (!dbf_append_fits(table_)) {
+        block_.clear();
+        gathered_ = 0;
+        failed_ = true;
+        return false;
+    }
     block_.push_back(0x1A);  // the end mark behind the last record
     bool written = dbf_memo_flush(table_) &&
                    dbf_write_bytes(table_, block_.data(), block_.size(), offset) == static_cast<int64_t>(block_.size());

@@ -52,4 +52,11 @@ TEST(FuzzCorpus, Memo) { EXPECT_GT(replay("memo", fuzz_memo), 0); }
 TEST(FuzzCorpus, Calc) { EXPECT_GT(replay("calc", fuzz_calc), 0); }
 TEST(FuzzCorpus, Cond) { EXPECT_GT(replay("cond", fuzz_cond), 0); }
 TEST(FuzzCorpus, Html) { EXPECT_GT(replay("html", fuzz_html), 0); }
-TEST(FuzzCorpus, Program) { EXPECT_GT(replay("program", fuzz_program), 0); }
+TEST(FuzzCorpus, Program) {
+    EXPECT_GT(replay("program", [](const uint8_t* data, size_t size) {
+                  std::string why;
+                  EXPECT_TRUE(program_bounds_kept(fuzz_program_run(data, size), why)) << why;
+                  return 0;
+              }),
+              0);
+}

@@ -2,6 +2,9 @@
 #include "fuzz/targets.h"
 
 #include <algorithm>
+#include <cctype>
+#include <chrono>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
@@ -143,21 +146,77 @@ int fuzz_html(const uint8_t* data, size_t size) {
     return 0;
 }
 
-int fuzz_program(const uint8_t* data, size_t size) {
-    if (size < 2) return 0;
-    size_t length = std::min<size_t>(data[0] | (data[1] << 8), size - 2);
+namespace {
+
+// What a whole-program run may cost. At most two tables (the second named by the
+// first parameter), each given at most kGrowingParameters appends of at most 9
+// records of at most 64 KiB, imports of itself, listings and structure reports,
+// stay far below this, whatever else the parameters do, also under the sanitizers.
+constexpr double kRunSeconds = 1.0;
+constexpr int64_t kRunBytes = 64 << 20;
+constexpr int kGrowingParameters = 3;
+
+bool marked(const std::string& parameter) {
+    return !parameter.empty() && (parameter[0] == '/' || parameter[0] == '-' || parameter[0] == '@' || parameter[0] == '+');
+}
+
+// True for a parameter that adds records or writes a listing or a structure report.
+bool grows(const std::string& parameter) {
+    if (!parameter.empty() && parameter[0] == '+') return true;
+    std::string word = parameter.substr(parameter.empty() || (parameter[0] != '/' && parameter[0] != '-') ? 0 : 1, 4);
+    for (char& c : word) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    return word.rfind("app", 0) == 0 || word.rfind("tru", 0) == 0 || word.rfind("sel", 0) == 0 ||
+           word.rfind("s:", 0) == 0 || word.rfind("str", 0) == 0;
+}
+
+int64_t scratch_bytes() {
+    int64_t total = 0;
+    std::error_code ignored;
+    for (const auto& entry : fs::directory_iterator(fuzz_setup(), ignored)) {
+        std::error_code error;
+        uintmax_t size = entry.is_regular_file(error) ? entry.file_size(error) : 0;
+        if (!error) total += static_cast<int64_t>(size);
+    }
+    return total;
+}
+
+}  // namespace
+
+ProgramRun fuzz_program_run(const uint8_t* data, size_t size) {
+    ProgramRun measured;
+    if (size < 2) return measured;
+    size_t at = 2;
+    const size_t declared = data[0] | (data[1] << 8);
+    size_t length = std::min<size_t>(declared & 0x7FFF, size - at);
     clear_scratch();
-    write_file(scratch_file("t.dbf"), std::string(reinterpret_cast<const char*>(data + 2), length));
-    // Parameters: at most 16 lines. No path may leave the scratch directory, and no
-    // number grows a file past a few records: slashes behind the first character
-    // become '_', and runs of digits keep two.
+    write_file(scratch_file("t.dbf"), std::string(reinterpret_cast<const char*>(data + at), length));
+    at += length;
+    if ((declared & 0x8000) && size - at >= 2) {
+        size_t memo_length = std::min<size_t>(data[at] | (data[at + 1] << 8), size - at - 2);
+        std::string memo(reinterpret_cast<const char*>(data + at + 2), memo_length);
+        write_file(scratch_file("t.dbt"), memo);
+        write_file(scratch_file("t.fpt"), memo);
+        at += 2 + memo_length;
+    }
+    // Parameters: at most 16 lines. No path may leave the scratch directory, no number
+    // asks for more than 9 records, and only a few parameters add records or write
+    // listings: slashes behind the first character become '_', runs of digits keep
+    // one, and growing parameters beyond the first kGrowingParameters are left out.
+    // List files are left out too: their lines would pass unfiltered. An unmarked
+    // first parameter names a second table, which replays the list; the second
+    // parameter is marked, so that no third one does.
     std::vector<std::string> parameters;
     std::string current;
-    int digits = 0;
-    for (size_t i = 2 + length; i < size && parameters.size() < 16; ++i) {
+    int digits = 0, growing = 0;
+    auto take = [&]() {
+        if (!current.empty() && current[0] == '@') return;
+        if (grows(current) && ++growing > kGrowingParameters) return;
+        parameters.push_back(current);
+    };
+    for (size_t i = at; i < size && parameters.size() < 16; ++i) {
         char c = static_cast<char>(data[i]);
         if (c == '\n') {
-            parameters.push_back(current);
+            take();
             current.clear();
             digits = 0;
             continue;
@@ -165,11 +224,12 @@ int fuzz_program(const uint8_t* data, size_t size) {
         if (c == '\0' || current.size() >= 200) continue;
         if ((c == '/' || c == '\\') && !current.empty()) c = '_';
         digits = (c >= '0' && c <= '9') ? digits + 1 : 0;
-        if (digits > 2) continue;
+        if (digits > 1) continue;
         current += c;
     }
-    if (!current.empty() && parameters.size() < 16) parameters.push_back(current);
-    if (parameters.empty()) return 0;
+    if (!current.empty() && parameters.size() < 16) take();
+    if (parameters.empty()) return measured;
+    if (parameters.size() > 1 && !marked(parameters[0]) && !marked(parameters[1])) parameters[1].insert(0, "/");
 
     std::vector<std::string> args = {"trugtool", "t.dbf"};
     args.insert(args.end(), parameters.begin(), parameters.end());
@@ -180,6 +240,27 @@ int fuzz_program(const uint8_t* data, size_t size) {
     std::string said;
     OutStream console(said);
     FileSystem files(fuzz_setup());
+    auto start = std::chrono::steady_clock::now();
     run_program(console, files, static_cast<int>(argv.size() - 1), argv.data());
+    measured.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    measured.bytes_written = files.bytes_written;
+    measured.file_bytes = scratch_bytes();
+    return measured;
+}
+
+bool program_bounds_kept(const ProgramRun& run, std::string& why) {
+    if (run.seconds > kRunSeconds) why = "the run took " + std::to_string(run.seconds) + " s";
+    else if (run.bytes_written > kRunBytes) why = "the run wrote " + std::to_string(run.bytes_written) + " bytes";
+    else if (run.file_bytes > kRunBytes) why = "the run left files of " + std::to_string(run.file_bytes) + " bytes";
+    else return true;
+    return false;
+}
+
+int fuzz_program(const uint8_t* data, size_t size) {
+    std::string why;
+    if (!program_bounds_kept(fuzz_program_run(data, size), why)) {
+        std::fprintf(stderr, "whole-program run out of bounds: %s\n", why.c_str());
+        std::abort();
+    }
     return 0;
 }

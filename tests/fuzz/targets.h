@@ -25,4 +25,19 @@ int fuzz_cond(const uint8_t* data, size_t size);
 int fuzz_html(const uint8_t* data, size_t size);
 // The whole program: two bytes of length, a table image of that length, then
 // parameters separated by line feeds. Paths are kept inside the scratch directory.
+// Where the length's top bit is set, two more bytes of length and a memo file image
+// follow the table, written as both t.dbt and t.fpt. Aborts when the run breaks a
+// bound of program_bounds_kept.
 int fuzz_program(const uint8_t* data, size_t size);
+
+// What one whole-program run cost.
+struct ProgramRun {
+    double seconds = 0;
+    int64_t bytes_written = 0;  // through its file system
+    int64_t file_bytes = 0;     // the sizes of all files in the scratch directory at its end
+};
+// The run behind fuzz_program, measured.
+ProgramRun fuzz_program_run(const uint8_t* data, size_t size);
+// True if a run stayed within a second and a few megabytes of writes and files,
+// which no input of the whole-program target can need; otherwise says why in `why`.
+bool program_bounds_kept(const ProgramRun& run, std::string& why);

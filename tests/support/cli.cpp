@@ -56,6 +56,11 @@ bool ScratchDir::exists(const std::string& name) const { return file_exists(file
 
 bool can_run_as_nobody() { return geteuid() == 0; }
 
+bool deep_tests() {
+    const char* deep = std::getenv("TRUG_DEEP");
+    return deep != nullptr && deep[0] != '\0' && std::strcmp(deep, "0") != 0;
+}
+
 RunResult ScratchDir::run(const std::vector<std::string>& args, bool as_nobody) const {
     RunResult result;
     int out_pipe[2], err_pipe[2];
@@ -121,4 +126,43 @@ RunResult ScratchDir::run(const std::vector<std::string>& args, bool as_nobody) 
         result.status = 128 + WTERMSIG(wait_status);
     EXPECT_EQ(result.err, "") << "the program wrote to standard error";
     return result;
+}
+
+Started::Started(const ScratchDir& dir, std::vector<std::string> args, int out_fd) {
+    pid_ = fork();
+    if (pid_ != 0) return;
+    int sink = out_fd >= 0 ? out_fd : open("/dev/null", O_WRONLY);
+    dup2(sink, 1);
+    if (chdir(dir.path().c_str()) != 0) _exit(126);
+    setenv("TZ", "UTC", 1);
+    alarm(120);
+    std::vector<char*> argv;
+    std::string self = "./trugtool";
+    argv.push_back(self.data());
+    for (std::string& arg : args) argv.push_back(arg.data());
+    argv.push_back(nullptr);
+    execv(argv[0], argv.data());
+    _exit(127);
+}
+
+bool Started::running() {
+    if (pid_ <= 0) return false;
+    int status = 0;
+    if (waitpid(pid_, &status, WNOHANG) == 0) return true;
+    pid_ = -1;
+    status_ = WIFEXITED(status) ? WEXITSTATUS(status) : WIFSIGNALED(status) ? 128 + WTERMSIG(status) : -1;
+    return false;
+}
+
+void Started::kill() {
+    if (pid_ > 0) ::kill(pid_, SIGKILL);
+}
+
+int Started::wait() {
+    if (pid_ <= 0) return status_;
+    int status = 0;
+    waitpid(pid_, &status, 0);
+    pid_ = -1;
+    status_ = WIFEXITED(status) ? WEXITSTATUS(status) : WIFSIGNALED(status) ? 128 + WTERMSIG(status) : -1;
+    return status_;
 }

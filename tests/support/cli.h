@@ -36,5 +36,29 @@ class ScratchDir {
     std::string path_;
 };
 
+// The program started in a ScratchDir's directory without waiting for it, as
+// ScratchDir::run starts it; its standard output goes to `out_fd` (a pipe's or a
+// terminal's end) or nowhere. The destructor waits for its end.
+class Started {
+  public:
+    Started(const ScratchDir& dir, std::vector<std::string> args, int out_fd = -1);
+    ~Started() { (void)wait(); }
+    Started(const Started&) = delete;
+    Started& operator=(const Started&) = delete;
+
+    // True while the program runs.
+    bool running();
+    // Sends it SIGKILL.
+    void kill();
+    // Waits for the end; the exit status, 128 + the signal that ended it, or -1.
+    int wait();
+
+  private:
+    int pid_ = -1;
+    int status_ = -1;
+};
+
 // True where the tests can switch to an unprivileged user (they run as root).
 bool can_run_as_nobody();
+// True under `make check-deep` (TRUG_DEEP set): sweeps that take minutes run whole.
+bool deep_tests();

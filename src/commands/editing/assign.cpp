@@ -15,7 +15,9 @@
 // +file.dbf adds the records of another table by field names. Records go to the
 // file in blocks through a record writer (table/record_writer.h): a write that
 // fails costs the records of its block, and the header always counts what the file
-// holds.
+// holds. Each of them changes the table under its lock (commands/change.h); one
+// that would store memo texts in a damaged memo file changes nothing. An import of
+// the table into itself adds the records it had when the import began.
 //
 // Nothing is stored as something it is not. A value its field can't hold (a number
 // too wide, a date the digits can't take) leaves the field as it was and draws a
@@ -34,6 +36,7 @@
 #include <strings.h>
 #include <vector>
 
+#include "commands/change.h"
 #include "expr/calc.h"
 #include "expr/cond.h"
 #include "table/record_writer.h"
@@ -132,6 +135,32 @@ std::optional<std::string> table_field_text(Pass& pass, bool report) {
 // Whether the assignment list can be applied to this table; if not, a message said why.
 bool field_text_fits(Pass& pass) { return table_field_text(pass, true).has_value(); }
 
+// True if an assignment of the list names a memo field, whose value goes to the memo file.
+bool assigns_memo(const Pass& pass) {
+    if (!pass.run.field_text) return false;
+    const std::string& list = *pass.run.field_text;
+    size_t start = 0;
+    while (start <= list.size()) {
+        size_t end = list.find(';', start);
+        if (end == std::string::npos) end = list.size();
+        std::string assignment = list.substr(start, end - start);
+        start = end + 1;
+        const size_t equals = assignment.find('=');
+        if (equals == std::string::npos) continue;
+        const int field = dbf_find_field(pass.table, assignment.substr(0, equals).c_str());
+        if (field >= 0 && pass.table.fields[field].type == 'M') return true;
+    }
+    return false;
+}
+
+// True if a memo field of `table` takes a value from a field of `source`.
+bool imports_memo(const DbfTable& table, const DbfTable& source) {
+    for (int field = 0; field < dbf_field_count(table); ++field)
+        if (table.fields[field].type == 'M' && dbf_find_field(source, dbf_field_name(table, field).c_str()) >= 0)
+            return true;
+    return false;
+}
+
 void import_records(DbfTable& table, DbfTable& source) {
     RecordAppender appender(table);
     const int32_t count = dbf_record_count(source);
@@ -225,6 +254,8 @@ void cmd_update(Pass& pass) {
     }
     if (!field_text_fits(pass)) return;
     DbfTable& table = pass.table;
+    TableChange change(pass, table);
+    if (assigns_memo(pass) && !change.memo_writable()) return;
     RecordUpdater updater(table);
     if (!pass.run.ranges) {
         for (int32_t position = 0; position < dbf_record_count(table); ++position)
@@ -244,9 +275,15 @@ void cmd_append(Pass& pass, const char* text) {
         else count = append_count(text + 1);
     }
     if (!blank && pass.run.field_text && !field_text_fits(pass)) return;
+    // A count of 0 or below adds nothing, and takes no lock.
+    std::optional<TableChange> change;
+    if (count > 0) {
+        change.emplace(pass, pass.table);
+        if (!change->appends_fit()) return;
+        if (!blank && assigns_memo(pass) && !change->memo_writable()) return;
+    }
     if (!blank && pass.run.field_text) (void)apply_field_text(pass, 0);  // its messages said what failed
     if (blank && count > 0) dbf_blank_record(pass.table);
-    // A count of 0 or below adds nothing.
     RecordAppender appender(pass.table);
     for (int i = 0; i < count; ++i) {
         if (!appender.add()) break;
@@ -255,8 +292,14 @@ void cmd_append(Pass& pass, const char* text) {
 }
 
 void cmd_import(Pass& pass, const char* name) {
+    TableChange change(pass, pass.table);
+    // Opened under the lock: a table imported into itself counts the records it has now.
     std::unique_ptr<DbfTable> source = dbf_open(pass.run.fs, name);
     if (!source) return;
+    if (dbf_record_count(*source) > 0) {
+        if (!change.appends_fit()) return;
+        if (imports_memo(pass.table, *source) && !change.memo_writable()) return;
+    }
     // Dates pass through the same text form both ways.
     source->settings.date_mode = pass.table.settings.date_mode;
     import_records(pass.table, *source);

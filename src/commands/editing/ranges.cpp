@@ -1,9 +1,11 @@
 // commands/editing/ranges.cpp
 //
 // /RANGE: stores a list of visible positions in the run for /SELECT: and /UPDATE;
-// /DELETE: and /RECALL: change deletion marks at once. Positions count through the
-// order and the filter that stand when they are used.
+// /DELETE: and /RECALL: change deletion marks at once, under the table's lock.
+// Positions count through the order and the filter that stand when they are used.
 #include "commands/editing/ranges.h"
+
+#include "commands/change.h"
 
 #include <climits>
 #include <cstdlib>
@@ -94,6 +96,7 @@ void cmd_delete(Pass& pass, const char* text) {
         pass.out.write("Parameter required for delete...\n");
         return;
     }
+    TableChange change(pass, pass.table);
     change_marks(pass.table, text, '*');
 }
 
@@ -102,5 +105,6 @@ void cmd_recall(Pass& pass, const char* text) {
         pass.out.write("Parameter required for recall...\n");
         return;
     }
+    TableChange change(pass, pass.table);
     change_marks(pass.table, text, ' ');
 }

@@ -307,12 +307,14 @@ void cmd_select(Pass& pass, const char* text) {
     // console would only be garbled by it.
     Progress progress(output.kind != OutputKind::Screen ? pass.out.descriptor() : -1, "Listing",
                       pass.run.settings.progress_clock);
+    // The records the table has now: a listing into the table itself adds to them.
+    const int32_t count = dbf_record_count(table);
     if (!pass.run.ranges) {
-        progress.stage("records", static_cast<uint64_t>(dbf_record_count(table)));
+        progress.stage("records", static_cast<uint64_t>(count));
         // Through an order, records come from all over the file: each is asked for
         // a few records ahead of its turn.
         constexpr int32_t kAhead = 8;
-        for (int32_t i = 0; i < dbf_record_count(table); ++i) {
+        for (int32_t i = 0; i < count; ++i) {
             progress.advance(static_cast<uint64_t>(i));
             dbf_prefetch_record(table, i + kAhead);
             walk.record(i);
@@ -322,7 +324,7 @@ void cmd_select(Pass& pass, const char* text) {
         uint64_t done = 0;
         for (int32_t position : *pass.run.ranges) {
             progress.advance(done++);
-            if (position < dbf_record_count(table)) walk.record(position);
+            if (position < count) walk.record(position);
         }
     }
     progress.finish();

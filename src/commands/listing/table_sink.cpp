@@ -5,11 +5,15 @@
 // that can't be opened at all is created, with the selected fields. Each rendered
 // record becomes one new record of the target, its values going by field name; a
 // numeric target takes the source's number. Dates pass between the tables as text,
-// rendered by one and parsed by the other in the same date mode.
+// rendered by one and parsed by the other in the same date mode. The target is
+// locked for the whole listing (commands/change.h); a listing of a table into itself
+// adds the records the table had when it began.
 #include <algorithm>
 #include <cstring>
+#include <optional>
 #include <vector>
 
+#include "commands/change.h"
 #include "commands/listing/sink.h"
 #include "table/number_text.h"
 #include "table/record_writer.h"
@@ -25,6 +29,12 @@ class TableSink : public ListingSink {
         target_ = open_target(name);
         if (!target_) {
             c_.pass.out.print("Can't open %s\n", name.c_str());
+            return false;
+        }
+        change_.emplace(c_.pass, *target_);
+        if (!change_->appends_fit() || (takes_memo() && !change_->memo_writable())) {
+            change_.reset();
+            dbf_close(*target_);
             return false;
         }
         appender_.emplace(*target_);
@@ -65,6 +75,7 @@ class TableSink : public ListingSink {
         // The target's header tells what arrived.
         if (!appender_->finish()) c_.pass.run.output_failed = true;
         appender_.reset();
+        change_.reset();
         dbf_close(*target_);
     }
 
@@ -76,6 +87,15 @@ class TableSink : public ListingSink {
         // Both are N or F fields of one length and the same places, at least one.
         bool same_decimal = false;
     };
+
+    // True if a memo field of the target takes the value of a selected field.
+    bool takes_memo() {
+        for (int source : c_.fields) {
+            const int index = pairing_of(source).index;
+            if (index >= 0 && target_->fields[static_cast<size_t>(index)].type == 'M') return true;
+        }
+        return false;
+    }
 
     // A stored number that is already what printf makes of it goes over byte for
     // byte into a field of its shape: the store would print the same digits, and the
@@ -147,6 +167,7 @@ class TableSink : public ListingSink {
 
     ListingContext c_;
     std::unique_ptr<DbfTable> target_;
+    std::optional<TableChange> change_;       // taken before the appender, released after it
     std::optional<RecordAppender> appender_;  // while the target is open
     std::vector<Pairing> pairings_;           // by source field
     std::vector<uint8_t> blank_;

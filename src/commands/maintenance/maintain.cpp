@@ -1,9 +1,11 @@
 // commands/maintenance/maintain.cpp
 //
 // Commands on the table file as a whole. The engine does the work (table/create.cpp,
-// table/pack.cpp); these handlers parse their parameter and say one line when
-// something fails. A failing pack, truncation or header write leaves the table as
-// it was and says nothing: the table's state tells.
+// table/pack.cpp); these handlers parse their parameter, take the table's lock for
+// the change (commands/change.h) and say one line when something fails. A failing
+// pack, truncation or header write leaves the table as it was and says nothing: the
+// table's state tells. A header that places the records past the end of the file
+// is the exception: nothing is cut there, and the handler says why.
 #include "commands/maintenance/maintain.h"
 
 #include <cerrno>
@@ -12,6 +14,8 @@
 #include <optional>
 #include <strings.h>
 #include <vector>
+
+#include "commands/change.h"
 
 void cmd_pack(Pass& pass, const char* text) {
     PackMode& mode = pass.run.settings.pack_mode;
@@ -25,6 +29,7 @@ void cmd_pack(Pass& pass, const char* text) {
             return;
         }
     }
+    TableChange change(pass, pass.table);
     Progress progress(pass.out.descriptor(), "Packing", pass.run.settings.progress_clock);
     (void)dbf_pack(pass.table, mode, &progress);  // fails quietly: the table stays as it was
 }
@@ -52,11 +57,17 @@ void cmd_trunc(Pass& pass, const char* text) {
         pass.out.write("Parameter required for trunc...\n");
         return;
     }
+    TableChange change(pass, pass.table);
+    if (!change.appends_fit()) return;
     // A negative count names no record to cut at: nothing changes.
     (void)dbf_truncate(pass.table, *count);
 }
 
-void cmd_zap(Pass& pass) { (void)dbf_zap(pass.table); }
+void cmd_zap(Pass& pass) {
+    TableChange change(pass, pass.table);
+    if (!change.appends_fit()) return;
+    (void)dbf_zap(pass.table);
+}
 
 void cmd_blank(Pass& pass) { dbf_blank_record(pass.table); }
 
@@ -91,6 +102,7 @@ void cmd_make(Pass& pass, const char* text) {
 void cmd_cdx(Pass& pass) {
     DbfTable& current = pass.table;
     if (current.header.table_flags == 0) return;
+    TableChange change(pass, current);
     current.header.table_flags = 0;
     (void)dbf_write_header(current);
 }
@@ -98,11 +110,15 @@ void cmd_cdx(Pass& pass) {
 void cmd_cpzero(Pass& pass) {
     DbfTable& current = pass.table;
     if (current.header.code_page_mark == 0) return;
+    TableChange change(pass, current);
     current.header.code_page_mark = 0;
     (void)dbf_write_header(current);
 }
 
 void cmd_check(Pass& pass) {
     DbfTable& current = pass.table;
-    if (current.status != 0) (void)dbf_write_header(current);
+    if (current.status == 0) return;
+    TableChange change(pass, current);
+    // The header holds the record length the fields give now.
+    if (dbf_write_header(current)) current.status &= ~DBF_STATUS_BAD_RECORD_LENGTH;
 }

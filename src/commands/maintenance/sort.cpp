@@ -2,9 +2,12 @@
 //
 // /SORT: writes the records in sorted order into a new table, then swaps files: the
 // table becomes NAME.bak and the sorted copy NAME.tmp takes its name, both in the
-// table's directory. The swap comes only after the copy has been
-// checked complete, and a rename that fails is undone, so the table's path holds
-// either the original or the whole sorted copy.
+// table's directory. The swap comes only after the copy has been checked complete,
+// and the table's path holds either the original or the whole sorted copy at every
+// moment: the table first gets NAME.bak as a second name, then the copy is renamed
+// over it. Where no second name can be made, the table is renamed to NAME.bak
+// instead, and a failing rename is undone. The sort holds the table's lock
+// throughout (commands/change.h).
 //
 // The records reach the copy in the sorted walk (select/order.h), which reads the
 // table once in file order and, for a table bigger than the key memory limit, sorts
@@ -14,6 +17,7 @@
 #include <cstring>
 #include <vector>
 
+#include "commands/change.h"
 #include "commands/maintenance/maintain.h"
 #include "io/progress.h"
 #include "select/filter.h"
@@ -96,6 +100,7 @@ void cmd_sort(Pass& pass, const char* text) {
     }
     DbfTable& current = pass.table;
     FileSystem& fs = pass.run.fs;
+    TableChange change(pass, current);
     std::vector<int32_t> keys = dbf_parse_field_list(current, text);
     if (keys.empty()) {
         pass.out.write("Invalid field[s]...\n");
@@ -111,8 +116,13 @@ void cmd_sort(Pass& pass, const char* text) {
         return;
     }
     if (fs.same_file(backup, current.path)) {
-        pass.out.print("Can't rename \"%s\" to \"%s\", table not sorted\n", current.path.c_str(), backup.c_str());
-        return;
+        // A second name of the table, as a sort killed before its last rename leaves
+        // it, goes; the table's only name does not.
+        if (current.file.link_count() < 2 || !fs.remove(backup)) {
+            pass.out.print("Can't rename \"%s\" to \"%s\", table not sorted\n", current.path.c_str(),
+                           backup.c_str());
+            return;
+        }
     }
     MemoKind kind = dbf_bind_memo(current);
     std::vector<FieldDesc> fields(current.fields.begin(), current.fields.begin() + current.field_count);
@@ -172,14 +182,15 @@ void cmd_sort(Pass& pass, const char* text) {
     sorted->file.copy_mode_from(current.file);
     dbf_close(*sorted);
 
-    // A rename replaces any earlier backup. The table keeps its open descriptor
+    // The backup replaces any earlier one. The table keeps its open descriptor
     // until its sorted copy stands at its path.
-    if (!fs.rename(current.path, backup)) {
+    const bool linked = fs.remove(backup) && fs.link(current.path, backup);
+    if (!linked && !fs.rename(current.path, backup)) {
         pass.out.print("Can't rename \"%s\" to \"%s\", table not sorted\n", current.path.c_str(), backup.c_str());
         return;
     }
     if (!fs.rename(temp_path, current.path)) {
-        if (fs.rename(backup, current.path))
+        if (linked || fs.rename(backup, current.path))
             pass.out.print("Can't rename \"%s\" to \"%s\", table not sorted\n", temp_path.c_str(),
                            current.path.c_str());
         else
