@@ -7,7 +7,6 @@
 // spare. Its signature follows the memo family (0x83, 0xF5, 0x8B, 0x30, else 0x03),
 // and field widths are brought to the sizes the family stores them in.
 #include <cstring>
-#include <ctime>
 #include <vector>
 
 #include "table/dbf.h"
@@ -65,12 +64,7 @@ bool dbf_create(FileSystem& fs, const std::string& path, FieldDesc* fields, int 
     if (count < 0 || count > kMaxFields) return false;
     DbfHeader header{};
     header.signature = signature_for(kind);
-    std::time_t now = std::time(nullptr);
-    std::tm local{};
-    localtime_r(&now, &local);
-    header.update_year = dbf_header_year(local.tm_year);
-    header.update_month = static_cast<uint8_t>(local.tm_mon + 1);
-    header.update_day = static_cast<uint8_t>(local.tm_mday);
+    dbf_stamp_today(header);
 
     bool has_memo = false;
     int64_t record_length = 1;

@@ -268,6 +268,8 @@ bool dbf_recall_record(DbfTable& table, int32_t position);
 [[nodiscard]] bool dbf_append_record(DbfTable& table, bool blank_first);
 // Years since 1900 as the header's year byte: lowered by 100 while above 255.
 uint8_t dbf_header_year(int years_since_1900);
+// Sets the header's date of last update to today, in local time.
+void dbf_stamp_today(DbfHeader& header);
 // Stamps today's date, writes the header and the end mark behind the last record
 // (unless that place lies past the end of the file).
 [[nodiscard]] bool dbf_write_header(DbfTable& table);

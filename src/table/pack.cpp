@@ -24,7 +24,6 @@
 // Records and memo texts go out in blocks, each block of records behind the texts
 // it names.
 #include <cstring>
-#include <ctime>
 #include <vector>
 
 #include "io/progress.h"
@@ -155,12 +154,7 @@ bool write_copy(DbfTable& table, ScratchFiles& files, bool compact, bool rebuild
     DbfHeader header;
     if (kept != table.header.record_count) {
         header = table.header;
-        std::time_t now = std::time(nullptr);
-        std::tm local{};
-        localtime_r(&now, &local);
-        header.update_year = dbf_header_year(local.tm_year);
-        header.update_month = static_cast<uint8_t>(local.tm_mon + 1);
-        header.update_day = static_cast<uint8_t>(local.tm_mday);
+        dbf_stamp_today(header);
     } else {
         std::memcpy(&header, head.data(), sizeof header);
     }

@@ -139,14 +139,18 @@ uint8_t dbf_header_year(int years_since_1900) {
     return static_cast<uint8_t>(years_since_1900);
 }
 
-bool dbf_write_header_image(DbfTable& table) {
-    if (table.partial) return false;
+void dbf_stamp_today(DbfHeader& header) {
     std::time_t now = std::time(nullptr);
     std::tm local{};
     localtime_r(&now, &local);
-    table.header.update_year = dbf_header_year(local.tm_year);
-    table.header.update_month = static_cast<uint8_t>(local.tm_mon + 1);
-    table.header.update_day = static_cast<uint8_t>(local.tm_mday);
+    header.update_year = dbf_header_year(local.tm_year);
+    header.update_month = static_cast<uint8_t>(local.tm_mon + 1);
+    header.update_day = static_cast<uint8_t>(local.tm_mday);
+}
+
+bool dbf_write_header_image(DbfTable& table) {
+    if (table.partial) return false;
+    dbf_stamp_today(table.header);
     return dbf_write_bytes(table, &table.header, sizeof(DbfHeader), 0) == static_cast<int64_t>(sizeof(DbfHeader));
 }
 

@@ -104,6 +104,18 @@ const char* import_value(DbfTable& source, int field, std::optional<std::string>
     return text;
 }
 
+// Calls `take` with each assignment of a list, in order: the pieces between ';'.
+// A `take` that returns false ends the walk; so does the list's end.
+template <class Take>
+void for_each_assignment(std::string_view list, Take take) {
+    for (size_t start = 0; start <= list.size();) {
+        size_t end = list.find(';', start);
+        if (end == std::string_view::npos) end = list.size();
+        if (!take(list.substr(start, end - start))) return;
+        start = end + 1;
+    }
+}
+
 // The assignment list in the table's code page: as typed, or under /UTF8 converted
 // from UTF-8. No value if an assignment holds what the page can't; with `report`,
 // a message names its field. /UPDATE and /APPEND ask first, and then change no record.
@@ -113,22 +125,20 @@ std::optional<std::string> table_field_text(Pass& pass, bool report) {
     TextCodec* codec = table_codec(pass.run, pass.table);
     if (codec == nullptr) return std::nullopt;
     std::string converted;
-    for (size_t start = 0; start <= list.size();) {
-        size_t end = list.find(';', start);
-        if (end == std::string::npos) end = list.size();
-        const std::string_view assignment = std::string_view(list).substr(start, end - start);
+    bool failed = false;
+    for_each_assignment(list, [&](std::string_view assignment) {
+        if (assignment.data() != list.data()) converted += ';';  // between assignments
         const EncodeResult result = codec->from_utf8(assignment, converted);
-        if (result != EncodeResult::Ok) {
-            const int name_length = static_cast<int>(std::min(assignment.find('='), assignment.size()));
-            if (report && result == EncodeResult::NotInCodePage)
-                pass.out.print("Not in code page %d: %.*s\n", codec->page().number, name_length, assignment.data());
-            if (report && result == EncodeResult::BadUtf8)
-                pass.out.print("Not UTF-8: %.*s\n", name_length, assignment.data());
-            return std::nullopt;
-        }
-        if (end < list.size()) converted += ';';
-        start = end + 1;
-    }
+        if (result == EncodeResult::Ok) return true;
+        const int name_length = static_cast<int>(std::min(assignment.find('='), assignment.size()));
+        if (report && result == EncodeResult::NotInCodePage)
+            pass.out.print("Not in code page %d: %.*s\n", codec->page().number, name_length, assignment.data());
+        if (report && result == EncodeResult::BadUtf8)
+            pass.out.print("Not UTF-8: %.*s\n", name_length, assignment.data());
+        failed = true;
+        return false;
+    });
+    if (failed) return std::nullopt;
     return converted;
 }
 
@@ -138,19 +148,15 @@ bool field_text_fits(Pass& pass) { return table_field_text(pass, true).has_value
 // True if an assignment of the list names a memo field, whose value goes to the memo file.
 bool assigns_memo(const Pass& pass) {
     if (!pass.run.field_text) return false;
-    const std::string& list = *pass.run.field_text;
-    size_t start = 0;
-    while (start <= list.size()) {
-        size_t end = list.find(';', start);
-        if (end == std::string::npos) end = list.size();
-        std::string assignment = list.substr(start, end - start);
-        start = end + 1;
+    bool memo = false;
+    for_each_assignment(*pass.run.field_text, [&](std::string_view assignment) {
         const size_t equals = assignment.find('=');
-        if (equals == std::string::npos) continue;
-        const int field = dbf_find_field(pass.table, assignment.substr(0, equals).c_str());
-        if (field >= 0 && pass.table.fields[field].type == 'M') return true;
-    }
-    return false;
+        if (equals == std::string_view::npos) return true;
+        const int field = dbf_find_field(pass.table, std::string(assignment.substr(0, equals)).c_str());
+        memo = field >= 0 && pass.table.fields[field].type == 'M';
+        return !memo;
+    });
+    return memo;
 }
 
 // True if a memo field of `table` takes a value from a field of `source`.
@@ -204,22 +210,17 @@ bool apply_field_text(Pass& pass, int32_t record) {
     // text; clearing 64 KiB for each record of an /UPDATE cost more than the rest.
     std::unique_ptr<char[]> work(new char[kWorkSize]);
 
-    size_t start = 0;
-    while (start <= list.size()) {
-        size_t end = list.find(';', start);
-        if (end == std::string::npos) end = list.size();
-        std::string assignment = list.substr(start, end - start);
-        start = end + 1;
-
+    for_each_assignment(list, [&](std::string_view piece) {
+        const std::string assignment(piece);  // the value is read as a C string
         const size_t equals = assignment.find('=');
-        if (equals == std::string::npos) continue;
+        if (equals == std::string::npos) return true;
         const std::string name = assignment.substr(0, equals);
         const char* value = assignment.c_str() + equals + 1;
         const int field = dbf_find_field(table, name.c_str());
         if (field < 0) {
             pass.out.print("Invalid field: %s\n", name.c_str());
             result = false;
-            continue;
+            return true;
         }
 
         int32_t numeric = 0;
@@ -243,7 +244,8 @@ bool apply_field_text(Pass& pass, int32_t record) {
         } else {
             store_value(pass, field, work.get(), 0.0, record);
         }
-    }
+        return true;
+    });
     return result;
 }
 
