@@ -54,15 +54,6 @@ bool plainly_shown(const std::tm& tm, bool datetime) {
 
 int digit_pair(const uint8_t* bytes) { return (bytes[0] - '0') * 10 + (bytes[1] - '0'); }
 
-// Whether a stored date's 8 digits make a plain calendar date that is shown as it stands.
-bool plain_stored_date(const uint8_t* b) {
-    for (int i = 0; i < 8; ++i)
-        if (b[i] < '0' || b[i] > '9') return false;
-    const int year = digit_pair(b) * 100 + digit_pair(b + 2), month = digit_pair(b + 4), day = digit_pair(b + 6);
-    return year >= 1902 && year <= 2037 && year != 1969 && year != 1970 && month >= 1 && month <= 12 && day >= 1 &&
-           day <= 31;
-}
-
 // "%02d" of a number in 0..99 and "%04d" of one in 0..9999.
 char* two_digits(char* out, int value) {
     out[0] = static_cast<char>('0' + value / 10);

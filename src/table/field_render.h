@@ -91,6 +91,15 @@ class FieldRenderer {
             while (start < end && bytes[start] == ' ') ++start;
         return copy(out, bytes + start, end - start, over_read_);
     }
+    // Whether a stored date's 8 digits make a plain calendar date that is shown as it stands.
+    static bool plain_stored_date(const uint8_t* b) {
+        for (int i = 0; i < 8; ++i)
+            if (b[i] < '0' || b[i] > '9') return false;
+        const int year = (b[0] - '0') * 1000 + (b[1] - '0') * 100 + (b[2] - '0') * 10 + (b[3] - '0');
+        const int month = (b[4] - '0') * 10 + (b[5] - '0'), day = (b[6] - '0') * 10 + (b[7] - '0');
+        return year >= 1902 && year <= 2037 && year != 1969 && year != 1970 && month >= 1 && month <= 12 &&
+               day >= 1 && day <= 31;
+    }
     static char* memo_words(char* out, bool full) {
         std::memcpy(out, full ? "Full memo " : "Empty memo", 10);
         return out + 10;
@@ -132,15 +141,19 @@ char* FieldRenderer::put_quick(const uint8_t* record, char* out) const {
             // "%10ld": the digits right-aligned behind blanks, or wider if they must be.
             int32_t value = 0;
             if (quick_present_) std::memcpy(&value, bytes, 4);
-            char digits[16];
-            const size_t count = static_cast<size_t>(std::to_chars(digits, digits + sizeof digits, value).ptr - digits);
-            if (count >= 10) {
-                std::memcpy(out, digits, count);
-                return out + count;
+            if (value > -100000000 && value < 1000000000) {
+                // Nine characters at most: written from the right over ten blanks.
+                std::memcpy(out, "                ", 16);
+                uint32_t rest = static_cast<uint32_t>(value < 0 ? -value : value);
+                char* p = out + 10;
+                do {
+                    *--p = static_cast<char>('0' + rest % 10);
+                    rest /= 10;
+                } while (rest != 0);
+                if (value < 0) *--p = '-';
+                return out + 10;
             }
-            std::memcpy(out, "          ", 10);
-            std::memcpy(out + 10 - count, digits, count);
-            return out + 10;
+            return std::to_chars(out, out + 16, value).ptr;
         }
         case Kind::Memo: {
             if (memo_length_ == 0) {
@@ -160,6 +173,9 @@ char* FieldRenderer::put_quick(const uint8_t* record, char* out) const {
             return memo_words(out, full);
         }
         case Kind::Date:
+            if (date_mode_ == DateMode::Asis && !datetime_ && date_width_ >= 8 && bytes_present_ &&
+                plain_stored_date(bytes))
+                return text_quick(bytes, out);
             return date_quick(record, out);
         case Kind::Currency:
             return currency_quick(record, out);

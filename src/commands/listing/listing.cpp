@@ -14,6 +14,9 @@
 #include <algorithm>
 #include <cstring>
 #include <strings.h>
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
 
 #include "commands/listing/sink.h"
 #include "io/progress.h"
@@ -78,24 +81,44 @@ class ByteScan {
         }
         ranges_ = std::move(merged);
     }
-    // Whether the ranges of `bytes` hold a NUL, and whether they hold a CR.
-    void look(const uint8_t* bytes, bool& nul, bool& cr) const {
+    // Whether the ranges of `bytes` hold a NUL, a CR, a double quote.
+    void look(const uint8_t* bytes, bool& nul, bool& cr, bool& quote) const {
         constexpr uint64_t kOnes = 0x0101010101010101u, kHighs = 0x8080808080808080u;
-        constexpr uint64_t kCrs = 0x0D0D0D0D0D0D0D0Du;
-        auto has_zero = [](uint64_t x) { return ((x - kOnes) & ~x & kHighs) != 0; };
+        constexpr uint64_t kCrs = 0x0D0D0D0D0D0D0D0Du, kQuotes = 0x2222222222222222u;
+        auto zero_bytes = [](uint64_t x) { return (x - kOnes) & ~x & kHighs; };
+        uint64_t nuls = 0, crs = 0, quotes = 0;
         for (const auto& [first, last] : ranges_) {
             size_t i = first;
+#if defined(__SSE2__)
+            // Sixteen bytes at a time where the buffer goes on for sixteen more.
+            if (last + 16 <= kRecordBufferSize) {
+                const __m128i zero = _mm_setzero_si128(), crs16 = _mm_set1_epi8('\r'), quotes16 = _mm_set1_epi8('"');
+                for (; i < last; i += 16) {
+                    const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes + i));
+                    const uint32_t in = last - i >= 16 ? 0xFFFFu : (1u << (last - i)) - 1;
+                    nuls |= static_cast<uint32_t>(_mm_movemask_epi8(_mm_cmpeq_epi8(v, zero))) & in;
+                    crs |= static_cast<uint32_t>(_mm_movemask_epi8(_mm_cmpeq_epi8(v, crs16))) & in;
+                    quotes |= static_cast<uint32_t>(_mm_movemask_epi8(_mm_cmpeq_epi8(v, quotes16))) & in;
+                }
+                continue;
+            }
+#endif
             for (; i + 8 <= last; i += 8) {
                 uint64_t word;
                 std::memcpy(&word, bytes + i, 8);
-                nul = nul || has_zero(word);
-                cr = cr || has_zero(word ^ kCrs);
+                nuls |= zero_bytes(word);
+                crs |= zero_bytes(word ^ kCrs);
+                quotes |= zero_bytes(word ^ kQuotes);
             }
             for (; i < last; ++i) {
-                nul = nul || bytes[i] == 0;
-                cr = cr || bytes[i] == '\r';
+                nuls |= bytes[i] == 0;
+                crs |= bytes[i] == '\r';
+                quotes |= bytes[i] == '"';
             }
         }
+        nul = nuls != 0;
+        cr = crs != 0;
+        quote = quotes != 0;
     }
 
   private:
@@ -134,17 +157,31 @@ class Walk {
             if (use == Use::Rendered) scan_.add(columns_.back().renderer.raw_range());
         }
         scan_.merge();
-        // Character sets of the settings file may turn any byte into a CR; UTF-8 is
-        // looked through whole.
-        any_cr_ = utf8 != nullptr || (to_oem_ && table_.settings.conversion != nullptr);
+        // Character sets of the settings file may turn any byte into a CR or a quote;
+        // UTF-8 is looked through whole.
+        any_byte_ = utf8 != nullptr || (to_oem_ && table_.settings.conversion != nullptr);
+        // Renderings as they are, not converted, can go to the sink in one pass.
+        bool quick = !to_oem_;
+        size_t room = 0;
+        for (const Column& column : columns_) {
+            quick = quick && column.use == Use::Rendered && !column.to_utf8;
+            quick_renderers_.push_back(&column.renderer);
+            room += column.renderer.quick_room();
+        }
+        if (quick) quick_.emplace(quick_renderers_, room);
     }
 
     void record(int32_t position) {
         // A failed read leaves the record before it in the buffer; that is rendered.
         (void)dbf_read_record(table_, position);
-        bool nul = false, cr = false;
-        scan_.look(table_.record.data(), nul, cr);
-        facts_.may_hold_cr = any_cr_ || cr;
+        bool nul = false, cr = false, quote = false;
+        scan_.look(table_.record.data(), nul, cr, quote);
+        facts_.may_hold_cr = any_byte_ || cr;
+        facts_.may_hold_quote = any_byte_ || quote;
+        if (quick_ && !nul) {
+            quick_->set_record(table_.record.data());
+            if (sink_.record_quick(*quick_, facts_)) return;
+        }
         const size_t count = values_.size();
         size_t text_bytes = 0;
         for (size_t i = 0; i < count; ++i) {
@@ -210,11 +247,13 @@ class Walk {
     ListingSink& sink_;
     TextCodec* utf8_;  // values go to the sink in UTF-8; null: as the table holds them (or OEM)
     const bool to_oem_;
-    bool any_cr_ = false;
+    bool any_byte_ = false;
     std::vector<Column> columns_;
     ByteScan scan_;  // the bytes the renderings take as they are
     std::vector<FieldValue> values_;
     RecordFacts facts_;
+    std::vector<const FieldRenderer*> quick_renderers_;
+    std::optional<QuickValues> quick_;  // when every value can come quickly
 };
 
 // Every field's name as a listing shows it: as stored, or in UTF-8.

@@ -121,6 +121,29 @@ class TextSink : public ListingSink {
         out_.commit(p);
     }
 
+    bool record_quick(const QuickValues& values, const RecordFacts& facts) override {
+        if (fields_layout_ || facts.may_hold_cr) return false;
+        const DbfTable& table = c_.pass.table;
+        char* const start = out_.room(values.room() + values.size() + 3 + (file_name_ ? table.path.size() : 0));
+        char* p = start;
+        if (deletion_mark_) {
+            *p++ = static_cast<char>(table.record[0]);
+            *p++ = '|';
+        }
+        for (size_t i = 0; i < values.size(); ++i) {
+            p = values.put(i, p);
+            if (p == nullptr) return false;
+            *p++ = '|';
+        }
+        if (file_name_ && !table.path.empty()) {
+            std::memcpy(p, table.path.data(), table.path.size());
+            p += table.path.size();
+        }
+        *p++ = '\n';
+        out_.commit(p);
+        return true;
+    }
+
     void end() override {}
 
   private:
@@ -173,9 +196,55 @@ class SqlSink : public ListingSink {
             separator = ", ";
         }
         statement_ += " ) values (";
+        for (int32_t field : c_.fields) {
+            const FieldFacts& f = facts_[static_cast<size_t>(field)];
+            forms_.push_back(f.numeric                  ? Form::Number
+                             : f.date                   ? Form::Quoted
+                             : memo_as_text_ && f.memo ? Form::MemoText
+                             : f.logical                ? Form::Logical
+                                                        : Form::Quoted);
+        }
     }
 
     bool begin() override { return true; }
+
+    // Quick values hold no letters in numbers: no NaN, no infinity.
+    bool record_quick(const QuickValues& values, const RecordFacts& facts) override {
+        if (facts.may_hold_quote) return false;
+        char* p = out_.room(statement_.size() + values.room() + 4 * values.size() + 8);
+        std::memcpy(p, statement_.data(), statement_.size());
+        p += statement_.size();
+        for (size_t i = 0; i < values.size(); ++i) {
+            if (i > 0) {
+                std::memcpy(p, ", ", 2);
+                p += 2;
+            }
+            char* start = p;
+            switch (forms_[i]) {
+                case Form::Number:
+                    p = values.put(i, p);
+                    break;
+                case Form::Quoted:
+                    *start++ = '"';
+                    p = values.put(i, start);
+                    if (p != nullptr) *p++ = '"';
+                    break;
+                case Form::Logical:
+                    p = values.put(i, p);
+                    if (p != nullptr) {
+                        std::memcpy(start, is_true_letter(p > start ? *start : '\0') ? "TRUE " : "FALSE", 5);
+                        p = start + 5;
+                    }
+                    break;
+                case Form::MemoText:
+                    return false;
+            }
+            if (p == nullptr) return false;
+        }
+        std::memcpy(p, ");\n", 3);
+        out_.commit(p + 3);
+        return true;
+    }
 
     void record(const std::vector<FieldValue>& values, const RecordFacts&) override {
         // Room for the most a record can take: a memo's lines each add a line feed.
@@ -251,6 +320,8 @@ class SqlSink : public ListingSink {
     const std::vector<FieldFacts> facts_;
     const bool memo_as_text_;
     std::string statement_;  // everything before the values
+    enum class Form { Number, Quoted, Logical, MemoText };
+    std::vector<Form> forms_;  // by selected field
 };
 
 class ProgramSink : public ListingSink {
