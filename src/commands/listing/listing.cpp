@@ -81,12 +81,12 @@ class ByteScan {
         }
         ranges_ = std::move(merged);
     }
-    // Whether the ranges of `bytes` hold a NUL, a CR, a double quote.
-    void look(const uint8_t* bytes, bool& nul, bool& cr, bool& quote) const {
+    // Whether the ranges of `bytes` hold a NUL, a CR, a double quote, a byte beyond ASCII.
+    void look(const uint8_t* bytes, bool& nul, bool& cr, bool& quote, bool& high) const {
         constexpr uint64_t kOnes = 0x0101010101010101u, kHighs = 0x8080808080808080u;
         constexpr uint64_t kCrs = 0x0D0D0D0D0D0D0D0Du, kQuotes = 0x2222222222222222u;
         auto zero_bytes = [](uint64_t x) { return (x - kOnes) & ~x & kHighs; };
-        uint64_t nuls = 0, crs = 0, quotes = 0;
+        uint64_t nuls = 0, crs = 0, quotes = 0, highs = 0;
         for (const auto& [first, last] : ranges_) {
             size_t i = first;
 #if defined(__SSE2__)
@@ -99,6 +99,7 @@ class ByteScan {
                     nuls |= static_cast<uint32_t>(_mm_movemask_epi8(_mm_cmpeq_epi8(v, zero))) & in;
                     crs |= static_cast<uint32_t>(_mm_movemask_epi8(_mm_cmpeq_epi8(v, crs16))) & in;
                     quotes |= static_cast<uint32_t>(_mm_movemask_epi8(_mm_cmpeq_epi8(v, quotes16))) & in;
+                    highs |= static_cast<uint32_t>(_mm_movemask_epi8(v)) & in;
                 }
                 continue;
             }
@@ -109,21 +110,32 @@ class ByteScan {
                 nuls |= zero_bytes(word);
                 crs |= zero_bytes(word ^ kCrs);
                 quotes |= zero_bytes(word ^ kQuotes);
+                highs |= word & kHighs;
             }
             for (; i < last; ++i) {
                 nuls |= bytes[i] == 0;
                 crs |= bytes[i] == '\r';
                 quotes |= bytes[i] == '"';
+                highs |= bytes[i] >= 0x80;
             }
         }
         nul = nuls != 0;
         cr = crs != 0;
         quote = quotes != 0;
+        high = highs != 0;
     }
 
   private:
     std::vector<std::pair<size_t, size_t>> ranges_;
 };
+
+// Whether the bytes are all blanks; looked at whole, with no guess about where a
+// blank ends.
+bool blank(std::pair<const uint8_t*, size_t> bytes) {
+    unsigned others = 0;
+    for (size_t i = 0; i < bytes.second; ++i) others |= bytes.first[i] ^ ' ';
+    return others == 0;
+}
 
 // The walk of one listing: every field rendered (table/field_render.h), a memo
 // under /MEMO:text (in CSV and JSON Lines, every memo of type M) read whole, each
@@ -174,8 +186,10 @@ class Walk {
     void record(int32_t position) {
         // A failed read leaves the record before it in the buffer; that is rendered.
         (void)dbf_read_record(table_, position);
-        bool nul = false, cr = false, quote = false;
-        scan_.look(table_.record.data(), nul, cr, quote);
+        bool nul = false, cr = false, quote = false, high = false;
+        scan_.look(table_.record.data(), nul, cr, quote, high);
+        // Renderings of ASCII bytes need no conversion to UTF-8 where ASCII is its own form.
+        const bool ascii = !high && utf8_ != nullptr && utf8_->ascii_passes();
         facts_.may_hold_cr = any_byte_ || cr;
         facts_.may_hold_quote = any_byte_ || quote;
         if (quick_ && !nul) {
@@ -191,7 +205,11 @@ class Walk {
             switch (column.use) {
                 case Use::MemoText: {
                     std::optional<std::string>& memo = column.memo_text;
-                    memo = dbf_memo_read(table_, value.field);
+                    if (column.blank_means_none && blank(column.block_digits)) {
+                        memo.reset();  // blanks name no block
+                    } else {
+                        memo = dbf_memo_read(table_, value.field);
+                    }
                     table_.value[0] = '\0';
                     value.memo = memo.has_value();
                     value.text = memo ? std::string_view(*memo) : std::string_view();
@@ -213,7 +231,7 @@ class Walk {
                     break;
             }
             value.text = column.renderer.render(table_, nul);
-            if (column.to_utf8) {
+            if (column.to_utf8 && !(ascii && column.raw)) {
                 column.converted.clear();
                 utf8_->to_utf8(value.text, column.converted);
                 value.text = column.converted;
@@ -235,10 +253,21 @@ class Walk {
     // One selected field and the room its value takes.
     struct Column {
         Column(const DbfTable& table, int field, Use use, bool to_utf8)
-            : renderer(table, field), use(use), to_utf8(to_utf8) {}
+            : renderer(table, field), use(use), to_utf8(to_utf8),
+              raw(renderer.raw_range().first < renderer.raw_range().second) {
+            const FieldDesc& desc = table.fields[static_cast<size_t>(field)];
+            if (const uint8_t* digits = dbf_field_ptr(table, field, desc.length); digits && dbf_wide_length(desc) != 4) {
+                block_digits = {digits, desc.length};
+                blank_means_none = true;
+            }
+        }
         FieldRenderer renderer;
         Use use;
         bool to_utf8;  // the rendering goes to UTF-8
+        bool raw;      // the rendering is the field's own bytes, which the scan looks through
+        // A memo's block number in digits, in the record buffer: blanks there name no block.
+        bool blank_means_none = false;
+        std::pair<const uint8_t*, size_t> block_digits{nullptr, 0};
         std::optional<std::string> memo_text;
         std::string converted;
     };
