@@ -54,6 +54,8 @@ class FieldRenderer {
     // of it; null, with nothing written that counts, where only render() can tell.
     // The caller has made sure that no byte of raw_range() is NUL.
     inline char* put_quick(const uint8_t* record, char* out) const;
+    // put_quick without the blanks at either end of what it writes.
+    inline char* put_quick_trimmed(const uint8_t* record, char* out) const;
     // The room put_quick may write in.
     size_t quick_room() const { return quick_room_; }
 
@@ -183,4 +185,47 @@ char* FieldRenderer::put_quick(const uint8_t* record, char* out) const {
             break;
     }
     return nullptr;
+}
+
+char* FieldRenderer::put_quick_trimmed(const uint8_t* record, char* out) const {
+    const uint8_t* bytes = record + offset_;
+#if defined(__SSE2__)
+    // The field's own bytes without their blanks, found from a mask of them all
+    // rather than byte by byte.
+    const bool own_bytes = kind_ == Kind::Text || (kind_ == Kind::Date && date_mode_ == DateMode::Asis &&
+                                                   !datetime_ && date_width_ >= 8 && plain_stored_date(bytes));
+    if (own_bytes && bytes_present_ && over_read_ && width_ <= 32) {
+        const __m128i blank = _mm_set1_epi8(' ');
+        const auto blanks = [&blank](const uint8_t* at) {
+            return static_cast<uint32_t>(
+                _mm_movemask_epi8(_mm_cmpeq_epi8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(at)), blank)));
+        };
+        const uint64_t all = (uint64_t{1} << width_) - 1;
+        const uint64_t others = ~(blanks(bytes) | uint64_t{blanks(bytes + 16)} << 16) & all;
+        if (others == 0) return out;
+        const int start = __builtin_ctzll(others), end = 64 - __builtin_clzll(others);
+        std::memcpy(out, bytes + start, 32);
+        return out + (end - start);
+    }
+    if (kind_ == Kind::Decimal && bytes_present_ && over_read_ && width_ <= 16 &&
+        number_is_printed_form_16(bytes, width_, decimals_)) {
+        const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes));
+        const uint32_t blanks = static_cast<uint32_t>(_mm_movemask_epi8(_mm_cmpeq_epi8(v, _mm_set1_epi8(' '))));
+        const int start = __builtin_ctz(~blanks);  // the printed form ends in a digit
+        std::memcpy(out, bytes + start, 16);
+        return out + (width_ - start);
+    }
+    if (kind_ == Kind::Integer) {
+        int32_t value = 0;
+        if (quick_present_) std::memcpy(&value, bytes, 4);
+        return std::to_chars(out, out + 16, value).ptr;
+    }
+#endif
+    char* end = put_quick(record, out);
+    if (end == nullptr) return nullptr;
+    const char* start = out;
+    while (end > start && end[-1] == ' ') --end;
+    while (start < end && *start == ' ') ++start;
+    if (start > out) std::memmove(out, start, static_cast<size_t>(end - start));
+    return out + (end - start);
 }

@@ -55,11 +55,10 @@ class HtmlSink : public ListingSink {
         close_record();
     }
 
-    bool record_quick(const QuickValues& values, const RecordFacts&) override {
+    bool record_quick(const QuickValues& values, const RecordFacts& facts) override {
         const DbfTable& table = c_.pass.table;
         const RunSettings& settings = c_.pass.run.settings;
         if (table.settings.list_fields || settings.show_file_name || c_.utf8 != nullptr) return false;
-        if (scratch_.size() < values.room()) scratch_.resize(values.room());
         // Each cell adds 24 bytes of mark-up at most.
         char* p = out_.room(values.room() + 24 * values.size() + 64);
         const auto put = [&p](std::string_view text) {
@@ -78,31 +77,28 @@ class HtmlSink : public ListingSink {
             }
         }
         for (size_t i = 0; i < values.size(); ++i) {
-            char* const rendered = scratch_.data();
-            const char* end = values.put(i, rendered);
-            if (end == nullptr) return false;
-            const std::string_view value = unblanked(rendered, end);
+            // The value goes behind the opening of its cell, which its kind tells.
             const Cell kind = kinds_[static_cast<size_t>(c_.fields[i])];
+            const std::string_view open = kind == Cell::Date     ? std::string_view("<td align=center>")
+                                          : kind == Cell::Number ? std::string_view("<td align=right>")
+                                                                 : std::string_view("<td>");
+            char* const cell = p;
+            put(open);
+            char* const end = values.put_trimmed(i, p);
+            if (end == nullptr) return false;
+            const std::string_view value(p, static_cast<size_t>(end - p));
             if (value.empty()) {
+                p = cell;
                 put("<td>&nbsp;</td>");
             } else if (kind != Cell::Text) {
-                put(kind == Cell::Date ? std::string_view("<td align=center>") : std::string_view("<td align=right>"));
-                put(value);
+                p = end;
                 put("</td>");
             } else if ((table.settings.ansi_text || to_ansi_ != nullptr) && html_is_plain(value)) {
-                put("<td>");
-                if (to_ansi_ != nullptr) {
-                    // ASCII stays as it is: eight bytes at a time while they are.
-                    size_t k = 0;
-                    for (uint64_t word; k + 8 <= value.size() &&
-                                        (std::memcpy(&word, value.data() + k, 8), (word & 0x8080808080808080u) == 0);
-                         k += 8)
-                        std::memcpy(p + k, &word, 8);
-                    for (; k < value.size(); ++k) p[k] = static_cast<char>((*to_ansi_)[static_cast<uint8_t>(value[k])]);
-                    p += value.size();
-                } else {
-                    put(value);
-                }
+                // The text as it is, a blank behind it, each byte through the table
+                // (which keeps ASCII as it is).
+                if (to_ansi_ != nullptr && facts.may_hold_high)
+                    for (char* c = p; c != end; ++c) *c = static_cast<char>((*to_ansi_)[static_cast<uint8_t>(*c)]);
+                p = end;
                 put(" </td>");
             } else {
                 return false;
@@ -115,12 +111,6 @@ class HtmlSink : public ListingSink {
 
     void end() override { out_.write("</table>\n"); }
 
-    // The text from `start` to `end` without its blanks at both ends.
-    static std::string_view unblanked(const char* start, const char* end) {
-        while (end > start && end[-1] == ' ') --end;
-        while (start < end && *start == ' ') ++start;
-        return std::string_view(start, static_cast<size_t>(end - start));
-    }
 
   private:
     void open_record() {
@@ -212,7 +202,6 @@ class HtmlSink : public ListingSink {
     const std::array<uint8_t, 256>* to_ansi_ = nullptr;
     std::string cell_, escaped_;  // working space, kept from cell to cell
     std::string converted_;       // a cell in UTF-8
-    std::vector<char> scratch_;   // a quick value before its mark-up
 };
 
 }  // namespace

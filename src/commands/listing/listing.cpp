@@ -192,6 +192,7 @@ class Walk {
         const bool ascii = !high && utf8_ != nullptr && utf8_->ascii_passes();
         facts_.may_hold_cr = any_byte_ || cr;
         facts_.may_hold_quote = any_byte_ || quote;
+        facts_.may_hold_high = any_byte_ || high;
         if (quick_ && !nul) {
             quick_->set_record(table_.record.data());
             if (sink_.record_quick(*quick_, facts_)) return;

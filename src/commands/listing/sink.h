@@ -32,8 +32,9 @@ struct RecordFacts {
     // False when no rendering (memo texts aside) can hold a CR: neither the bytes
     // the renderings come from nor a conversion can put one there.
     bool may_hold_cr = true;
-    // The same for a double quote.
+    // The same for a double quote, and for a byte beyond ASCII.
     bool may_hold_quote = true;
+    bool may_hold_high = true;
     // The bytes of all the record's values together.
     size_t text_bytes = 0;
 };
@@ -60,6 +61,8 @@ class QuickValues {
     size_t room() const { return room_; }
     // Writes the i-th value at `out` and returns its end; null where it has no quick form.
     char* put(size_t i, char* out) const { return renderers_[i]->put_quick(record_, out); }
+    // The same without blanks at either end.
+    char* put_trimmed(size_t i, char* out) const { return renderers_[i]->put_quick_trimmed(record_, out); }
 
   private:
     const FieldRenderer* const* renderers_;
