@@ -146,7 +146,8 @@ class Walk {
     Walk(Pass& pass, ListingSink& sink, const std::vector<int32_t>& fields, TextCodec* utf8)
         : table_(pass.table), sink_(sink), utf8_(utf8),
           // Listings are OEM text; only HTML converts, the other way, after its mark-up.
-          to_oem_(utf8 == nullptr && table_.settings.ansi_text && pass.run.output.kind != OutputKind::Html) {
+          to_oem_(utf8 == nullptr && table_.settings.ansi_text && pass.run.output.kind != OutputKind::Html),
+          quick_allowed_(pass.run.settings.quick_listings) {
         const OutputKind kind = pass.run.output.kind;
         const bool data = kind == OutputKind::Csv || kind == OutputKind::JsonLines;
         const size_t count = fields.size();
@@ -173,7 +174,7 @@ class Walk {
         // UTF-8 is looked through whole.
         any_byte_ = utf8 != nullptr || (to_oem_ && table_.settings.conversion != nullptr);
         // Renderings as they are, not converted, can go to the sink in one pass.
-        bool quick = !to_oem_;
+        bool quick = !to_oem_ && quick_allowed_;
         size_t room = 0;
         for (const Column& column : columns_) {
             quick = quick && column.use == Use::Rendered && !column.to_utf8;
@@ -189,7 +190,7 @@ class Walk {
         bool nul = false, cr = false, quote = false, high = false;
         scan_.look(table_.record.data(), nul, cr, quote, high);
         // Renderings of ASCII bytes need no conversion to UTF-8 where ASCII is its own form.
-        const bool ascii = !high && utf8_ != nullptr && utf8_->ascii_passes();
+        const bool ascii = !high && utf8_ != nullptr && utf8_->ascii_passes() && quick_allowed_;
         facts_.may_hold_cr = any_byte_ || cr;
         facts_.may_hold_quote = any_byte_ || quote;
         facts_.may_hold_high = any_byte_ || high;
@@ -206,7 +207,7 @@ class Walk {
             switch (column.use) {
                 case Use::MemoText: {
                     std::optional<std::string>& memo = column.memo_text;
-                    if (column.blank_means_none && blank(column.block_digits)) {
+                    if (column.blank_means_none && quick_allowed_ && blank(column.block_digits)) {
                         memo.reset();  // blanks name no block
                     } else {
                         memo = dbf_memo_read(table_, value.field);
@@ -277,6 +278,7 @@ class Walk {
     ListingSink& sink_;
     TextCodec* utf8_;  // values go to the sink in UTF-8; null: as the table holds them (or OEM)
     const bool to_oem_;
+    const bool quick_allowed_;  // the quick ways may be taken
     bool any_byte_ = false;
     std::vector<Column> columns_;
     ByteScan scan_;  // the bytes the renderings take as they are
