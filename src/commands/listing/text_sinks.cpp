@@ -198,6 +198,13 @@ class SqlSink : public ListingSink {
         statement_ += " ) values (";
         for (int32_t field : c_.fields) {
             const FieldFacts& f = facts_[static_cast<size_t>(field)];
+            // A date format may put quotes in a date, which would need doubling.
+            if (f.date && table.settings.date_mode != DateMode::Asis) {
+                const size_t mode = static_cast<size_t>(table.settings.date_mode);
+                const bool datetime = table.fields[static_cast<size_t>(field)].type == 'T';
+                const std::string& format = datetime ? table.datetime_format[mode] : table.date_format[mode];
+                quick_ = quick_ && format.find('"') == std::string::npos;
+            }
             forms_.push_back(f.numeric                  ? Form::Number
                              : f.date                   ? Form::Quoted
                              : memo_as_text_ && f.memo ? Form::MemoText
@@ -210,7 +217,7 @@ class SqlSink : public ListingSink {
 
     // Quick values hold no letters in numbers: no NaN, no infinity.
     bool record_quick(const QuickValues& values, const RecordFacts& facts) override {
-        if (facts.may_hold_quote) return false;
+        if (facts.may_hold_quote || !quick_) return false;
         char* p = out_.room(statement_.size() + values.room() + 4 * values.size() + 8);
         std::memcpy(p, statement_.data(), statement_.size());
         p += statement_.size();
@@ -322,6 +329,7 @@ class SqlSink : public ListingSink {
     std::string statement_;  // everything before the values
     enum class Form { Number, Quoted, Logical, MemoText };
     std::vector<Form> forms_;  // by selected field
+    bool quick_ = true;        // no rendering holds a quote but where the record does
 };
 
 class ProgramSink : public ListingSink {

@@ -138,6 +138,7 @@ TEST(Listing, QuickWaysWriteWhatThePlainWayWrites) {
                                  std::to_string(flags));
                     table->settings.trim_mode = trim;
                     table->settings.date_mode = date;
+                    dbf_set_date_delimiter(*table, date == DateMode::Dmy ? '"' : '/');
                     table->settings.ansi_text = (flags & 4) != 0;
                     std::string written[2];
                     for (int quick = 0; quick < 2; ++quick) {
