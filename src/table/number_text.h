@@ -59,7 +59,9 @@ inline bool number_is_printed_form_16(const uint8_t* text, int width, int decima
     const int start = others != 0 ? 32 - __builtin_clz(others) : 0;
     const int whole_length = whole_end - start;
     if (whole_length == 0 || (whole_length > 1 && text[start] == '0') || whole_length + decimals > 15) return false;
-    const int sign = start > 0 && text[start - 1] == '-' ? start - 1 : start;
+    // Back over a minus, with no branch: numbers differ in their signs.
+    const uint32_t minus = static_cast<uint32_t>(_mm_movemask_epi8(_mm_cmpeq_epi8(v, _mm_set1_epi8('-'))));
+    const int sign = start - static_cast<int>(((minus << 1) >> start) & 1);
     const uint32_t front = (1u << sign) - 1;
     return (blanks & front) == front;
 #else

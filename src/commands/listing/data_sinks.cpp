@@ -67,7 +67,7 @@ uint64_t nonblank_bytes(uint64_t word) {
 
 // A text value without the blanks that pad it to the field's width: eight bytes
 // looked at together, so that the length of the padding costs no guess.
-std::string_view unpadded(std::string_view value) {
+[[gnu::always_inline]] inline std::string_view unpadded(std::string_view value) {
     size_t end = value.size();
     for (uint64_t word; end >= 8;) {
         std::memcpy(&word, value.data() + end - 8, 8);
@@ -79,7 +79,7 @@ std::string_view unpadded(std::string_view value) {
 }
 
 // The text without the blanks in front of it, the same way.
-std::string_view unindented(std::string_view value) {
+[[gnu::always_inline]] inline std::string_view unindented(std::string_view value) {
     size_t start = 0;
     for (uint64_t word; start + 8 <= value.size(); start += 8) {
         std::memcpy(&word, value.data() + start, 8);
@@ -209,8 +209,20 @@ class CsvSink : public DataSink {
         return out + text.size();
     }
 
+    // put for a text that lies in the record buffer: a short one is copied as 16
+    // bytes, which the buffer and the room both have (each value leaves 40 bytes spare).
+    char* put_from_record(std::string_view text, char* out) const {
+        const uint8_t* at = reinterpret_cast<const uint8_t*>(text.data());
+        const uint8_t* record = c_.pass.table.record.data();
+        if (text.size() <= 16 && at >= record && at + 16 <= record + kRecordBufferSize) {
+            std::memcpy(out, at, 16);
+            return out + text.size();
+        }
+        return put(text, out);
+    }
+
     // csv_append_field at `out`.
-    static char* put_field(std::string_view text, char* out) {
+    char* put_field(std::string_view text, char* out) const {
         // Whether any byte is a comma, a quote, CR or LF: eight bytes at a time, the
         // last eight overlapping the ones before.
         auto any_zero = [](uint64_t x) { return (x - kOnes) & ~x & kHighs; };
@@ -230,7 +242,7 @@ class CsvSink : public DataSink {
         } else {
             for (char c : text) found |= c == ',' || c == '"' || c == '\r' || c == '\n';
         }
-        if (found == 0) return put(text, out);
+        if (found == 0) return put_from_record(text, out);
         *out++ = '"';
         for (char c : text) {
             if (c == '"') *out++ = '"';
@@ -247,7 +259,7 @@ class CsvSink : public DataSink {
             (column.over_read
                  ? number_is_printed_form_16(reinterpret_cast<const uint8_t*>(column.bytes), width, column.decimals)
                  : number_is_printed_form(column.bytes, width, column.decimals))) {
-            return put(unindented(std::string_view(column.bytes, column.width)), out);
+            return put_from_record(unindented(std::string_view(column.bytes, column.width)), out);
         }
         scratch_.clear();
         csv_append_number(std::string_view(column.bytes, column.width), scratch_);
@@ -283,7 +295,7 @@ class CsvSink : public DataSink {
         switch (column.form) {
             case Form::RenderedNumber:
                 // "%10ld" of an integer: its plain form behind blanks.
-                if (column.integer) return put(unindented(value.text), out);
+                if (column.integer) return put_from_record(unindented(value.text), out);
                 csv_append_number(value.text, scratch_);
                 break;
             case Form::Double: (void)append_double(dbf_field_double(table, column.field), scratch_); break;  // none: empty
