@@ -156,8 +156,7 @@ std::string_view FieldRenderer::plain(DbfTable& table) {
 // The field's bytes as dbf_field_raw_text gives them: cut at a NUL, then trimmed.
 std::string_view FieldRenderer::text(const DbfTable& table, bool may_hold_nul) {
     if (!bytes_present_) return std::string_view();
-    const char* bytes =
-        reinterpret_cast<const char*>(table.record.data() + table.fields[static_cast<size_t>(field_)].record_offset);
+    const char* bytes = reinterpret_cast<const char*>(table.record.data() + offset_);
     size_t end = static_cast<size_t>(width_);
     if (may_hold_nul) {
         if (const void* nul = std::memchr(bytes, '\0', end)) end = static_cast<size_t>(static_cast<const char*>(nul) - bytes);
@@ -284,18 +283,8 @@ std::string_view FieldRenderer::render(DbfTable& table, bool may_hold_nul) {
         case Kind::Decimal:
             return decimal(table);
         case Kind::Integer: {
-            // "%10ld": the digits right-aligned behind blanks, or wider if they must be.
-            char digits[16];
-            const int32_t value = dbf_field_int(table, field_);
-            const size_t count = static_cast<size_t>(std::to_chars(digits, digits + sizeof digits, value).ptr - digits);
-            char* out = out_.data();
-            if (count >= 10) {
-                std::memcpy(out, digits, count);
-                return std::string_view(out, count);
-            }
-            std::memcpy(out, "          ", 10);
-            std::memcpy(out + 10 - count, digits, count);
-            return std::string_view(out, 10);
+            const char* end = put_quick(table.record.data(), out_.data());  // never declines
+            return std::string_view(out_.data(), static_cast<size_t>(end - out_.data()));
         }
         case Kind::Currency: {
             int64_t units = 0;
