@@ -135,8 +135,9 @@ char* FieldRenderer::put_quick(const uint8_t* record, char* out) const {
             return bytes_present_ ? text_quick(bytes, out) : out;
         case Kind::Decimal:
             if (!bytes_present_) return nullptr;
-            if (over_read_ && width_ <= 16 ? number_is_printed_form_16(bytes, width_, decimals_)
-                                           : number_is_printed_form(reinterpret_cast<const char*>(bytes), width_, decimals_))
+            if (over_read_ && width_ <= 16
+                    ? number_is_printed_form_16(bytes, width_, decimals_)
+                    : number_is_printed_form(reinterpret_cast<const char*>(bytes), width_, decimals_))
                 return copy(out, bytes, static_cast<size_t>(width_), over_read_);
             return decimal_quick(bytes, out);
         case Kind::Integer: {

@@ -41,9 +41,9 @@ inline bool number_is_printed_form_16(const uint8_t* text, int width, int decima
 #if defined(__SSE2__)
     const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(text));
     const uint32_t all = (1u << width) - 1;
-    const uint32_t digits = static_cast<uint32_t>(_mm_movemask_epi8(_mm_and_si128(
-                                _mm_cmpgt_epi8(v, _mm_set1_epi8('0' - 1)), _mm_cmplt_epi8(v, _mm_set1_epi8('9' + 1))))) &
-                            all;
+    const __m128i is_digit =
+        _mm_and_si128(_mm_cmpgt_epi8(v, _mm_set1_epi8('0' - 1)), _mm_cmplt_epi8(v, _mm_set1_epi8('9' + 1)));
+    const uint32_t digits = static_cast<uint32_t>(_mm_movemask_epi8(is_digit)) & all;
     const uint32_t blanks = static_cast<uint32_t>(_mm_movemask_epi8(_mm_cmpeq_epi8(v, _mm_set1_epi8(' '))));
     int whole_end = width;
     if (decimals > 0) {

@@ -82,13 +82,17 @@ int compare_all(const ScratchDir& dir, int& quick_ones) {
                 const std::string unpromised(renderer.render(*table, true));
                 std::vector<char> room(renderer.quick_room());
                 const char* end = nul ? nullptr : renderer.put_quick(table->record.data(), room.data());
-                const std::string direct = end != nullptr ? std::string(static_cast<const char*>(room.data()), end) : plain;
+                const auto written = [&room](const char* end) {
+                    return std::string(room.data(), static_cast<size_t>(end - room.data()));
+                };
+                const std::string direct = end != nullptr ? written(end) : plain;
                 quick_ones += end != nullptr;
                 // And the trimmed way against the plain text without blanks at either end.
                 const size_t lead = plain.find_first_not_of(' ');
-                const std::string bare = lead == std::string::npos ? "" : plain.substr(lead, plain.find_last_not_of(' ') + 1 - lead);
+                const std::string bare =
+                    lead == std::string::npos ? "" : plain.substr(lead, plain.find_last_not_of(' ') + 1 - lead);
                 end = nul ? nullptr : renderer.put_quick_trimmed(table->record.data(), room.data());
-                const std::string trimmed = end != nullptr ? std::string(static_cast<const char*>(room.data()), end) : bare;
+                const std::string trimmed = end != nullptr ? written(end) : bare;
                 if (quick != plain || unpromised != plain || direct != plain || trimmed != bare) {
                     ADD_FAILURE() << "record " << r << ", field " << dbf_field_name(*table, field) << ", date mode "
                                   << static_cast<int>(s.date_mode) << ", trim " << static_cast<int>(s.trim_mode)

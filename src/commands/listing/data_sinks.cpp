@@ -298,7 +298,9 @@ class CsvSink : public DataSink {
                 if (column.integer) return put_from_record(unindented(value.text), out);
                 csv_append_number(value.text, scratch_);
                 break;
-            case Form::Double: (void)append_double(dbf_field_double(table, column.field), scratch_); break;  // none: empty
+            case Form::Double:  // none: an empty field
+                (void)append_double(dbf_field_double(table, column.field), scratch_);
+                break;
             case Form::DateTime: csv_append_datetime(std::string_view(column.bytes, column.width), scratch_); break;
             default: break;
         }

@@ -258,7 +258,8 @@ class Walk {
             : renderer(table, field), use(use), to_utf8(to_utf8),
               raw(renderer.raw_range().first < renderer.raw_range().second) {
             const FieldDesc& desc = table.fields[static_cast<size_t>(field)];
-            if (const uint8_t* digits = dbf_field_ptr(table, field, desc.length); digits && dbf_wide_length(desc) != 4) {
+            const uint8_t* digits = dbf_field_ptr(table, field, desc.length);
+            if (digits != nullptr && dbf_wide_length(desc) != 4) {
                 block_digits = {digits, desc.length};
                 blank_means_none = true;
             }
