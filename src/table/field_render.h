@@ -193,9 +193,9 @@ char* FieldRenderer::put_quick_trimmed(const uint8_t* record, char* out) const {
 #if defined(__SSE2__)
     // The field's own bytes without their blanks, found from a mask of them all
     // rather than byte by byte.
-    const bool own_bytes = kind_ == Kind::Text || (kind_ == Kind::Date && date_mode_ == DateMode::Asis &&
-                                                   !datetime_ && date_width_ >= 8 && plain_stored_date(bytes));
-    if (own_bytes && bytes_present_ && over_read_ && width_ <= 32) {
+    const bool whole = bytes_present_ && over_read_ && width_ <= 32;
+    if (whole && (kind_ == Kind::Text || (kind_ == Kind::Date && date_mode_ == DateMode::Asis && !datetime_ &&
+                                          date_width_ >= 8 && plain_stored_date(bytes)))) {
         const __m128i blank = _mm_set1_epi8(' ');
         const auto blanks = [&blank](const uint8_t* at) {
             return static_cast<uint32_t>(
