@@ -354,6 +354,48 @@ class ProgramSink : public ListingSink {
         for (size_t i = 0; i < values.size(); ++i) value(line, values[i], i + 1 == values.size());
     }
 
+    bool record_quick(const QuickValues& values, const RecordFacts&) override {
+        size_t most = values.room() + 32;
+        for (size_t i = 0; i < values.size(); ++i) most += facts_[static_cast<size_t>(c_.fields[i])].name.size() + 32;
+        char* p = out_.room(most);
+        const auto put = [&p](std::string_view text) {
+            std::memcpy(p, text.data(), text.size());
+            p += text.size();
+        };
+        put("append blank\nreplace ;\n");
+        for (size_t i = 0; i < values.size(); ++i) {
+            const FieldFacts& f = facts_[static_cast<size_t>(c_.fields[i])];
+            *p++ = '\t';
+            put(f.name);
+            if (f.numeric) {
+                put(" with ");
+                p = values.put(i, p);
+            } else if (f.date) {
+                put(" with ctod(\"");
+                p = values.put(i, p);
+                if (p != nullptr) put("\")");
+            } else if (f.memo) {
+                put(" with ;\n\t\t\"\"");  // no memo text comes the quick way
+            } else if (f.logical) {
+                char* const start = p;
+                p = values.put(i, p);
+                if (p != nullptr) {
+                    const bool truth = is_true_letter(p > start ? *start : '\0');
+                    p = start;
+                    put(truth ? std::string_view(" with .T.") : std::string_view(" with .F."));
+                }
+            } else {
+                put(" with \"");
+                p = values.put(i, p);
+                if (p != nullptr) *p++ = '"';
+            }
+            if (p == nullptr) return false;
+            put(i + 1 == values.size() ? std::string_view("\n") : std::string_view(", ;\n"));
+        }
+        out_.commit(p);
+        return true;
+    }
+
     void end() override { out_.print("use\t&&\t%s\n\n", c_.pass.table.path.c_str()); }
 
   private:
