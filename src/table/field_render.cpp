@@ -130,6 +130,17 @@ FieldRenderer::FieldRenderer(const DbfTable& table, int field) : field_(field) {
         raw_range_ = {start, std::min<size_t>(start + static_cast<size_t>(width_), kRecordBufferSize)};
     }
     out_.assign(static_cast<size_t>(std::max(width_, 64)) + 1, '\0');
+    offset_ = desc.record_offset;
+    over_read_ = static_cast<int64_t>(offset_) + width_ + 32 <= kRecordBufferSize;
+    int quick_bytes = width_;
+    if (kind_ == Kind::Integer) quick_bytes = 4;
+    if (kind_ == Kind::Currency) quick_bytes = 8;
+    if (kind_ == Kind::Memo) {
+        memo_length_ = dbf_wide_length(desc) == 4 ? 0 : desc.length;
+        quick_bytes = memo_length_ == 0 ? 4 : memo_length_;
+    }
+    quick_present_ = dbf_field_ptr(table, field, quick_bytes) != nullptr;
+    quick_room_ = out_.size() + 32;
 }
 
 // dbf_field_text itself, copied out of the value buffer, which the next field's
@@ -145,8 +156,7 @@ std::string_view FieldRenderer::plain(DbfTable& table) {
 // The field's bytes as dbf_field_raw_text gives them: cut at a NUL, then trimmed.
 std::string_view FieldRenderer::text(const DbfTable& table, bool may_hold_nul) {
     if (!bytes_present_) return std::string_view();
-    const char* bytes =
-        reinterpret_cast<const char*>(table.record.data() + table.fields[static_cast<size_t>(field_)].record_offset);
+    const char* bytes = reinterpret_cast<const char*>(table.record.data() + offset_);
     size_t end = static_cast<size_t>(width_);
     if (may_hold_nul) {
         if (const void* nul = std::memchr(bytes, '\0', end)) end = static_cast<size_t>(static_cast<const char*>(nul) - bytes);
@@ -164,33 +174,55 @@ std::string_view FieldRenderer::decimal(DbfTable& table) {
     const char* stored =
         reinterpret_cast<const char*>(table.record.data() + table.fields[static_cast<size_t>(field_)].record_offset);
     if (number_is_printed_form(stored, width_, decimals_)) return std::string_view(stored, static_cast<size_t>(width_));
+    const char* end = decimal_quick(reinterpret_cast<const uint8_t*>(stored), out_.data());
+    if (end == nullptr) return plain(table);
+    return std::string_view(out_.data(), static_cast<size_t>(end - out_.data()));
+}
+
+// A stored number printf prints otherwise, printed at `out` (which has room for out_'s size).
+char* FieldRenderer::decimal_quick(const uint8_t* bytes, char* out) const {
     char digits[256];
-    std::memcpy(digits, stored, static_cast<size_t>(width_));
+    std::memcpy(digits, bytes, static_cast<size_t>(width_));
     digits[width_] = '\0';
     size_t length = 0;
-    if (!number_format_decimal(out_.data(), out_.size(), digits, width_, decimals_, &length)) return plain(table);
-    return std::string_view(out_.data(), length);
+    if (!number_format_decimal(out, out_.size(), digits, width_, decimals_, &length)) return nullptr;
+    return out + length;
+}
+
+char* FieldRenderer::currency_quick(const uint8_t* record, char* out) const {
+    int64_t units = 0;
+    if (quick_present_) std::memcpy(&units, record + offset_, 8);
+    size_t length = 0;
+    if (!number_format_currency(out, out_.size(), units, &length)) return nullptr;
+    return out + length;
 }
 
 std::string_view FieldRenderer::date(DbfTable& table, bool may_hold_nul) {
-    if (date_mode_ == DateMode::Asis && !datetime_ && date_width_ >= 8 && bytes_present_) {
-        // The common case straight from the digits: a plain date, shown as stored.
-        const uint8_t* b = table.record.data() + table.fields[static_cast<size_t>(field_)].record_offset;
-        bool digits = true;
-        for (int i = 0; i < 8; ++i) digits = digits && b[i] >= '0' && b[i] <= '9';
-        if (digits) {
-            const int year = digit_pair(b) * 100 + digit_pair(b + 2), month = digit_pair(b + 4),
-                      day = digit_pair(b + 6);
-            if (year >= 1902 && year <= 2037 && year != 1969 && year != 1970 && month >= 1 && month <= 12 &&
-                day >= 1 && day <= 31)
-                return text(table, may_hold_nul);
-        }
-    }
+    if (date_mode_ == DateMode::Asis && !datetime_ && date_width_ >= 8 && bytes_present_ &&
+        plain_stored_date(table.record.data() + offset_))
+        return text(table, may_hold_nul);  // the common case straight from the digits
     if (date_mode_ != DateMode::Asis && !usual_format_) return plain(table);
     std::tm tm{};
-    if (!digits_of_date(table, tm)) tm = dbf_field_date(table, field_);
+    if (!digits_of_date(table.record.data(), tm)) tm = dbf_field_date(table, field_);
     if (!plainly_shown(tm, datetime_) && !surely_shown(tm)) return plain(table);
     if (date_mode_ == DateMode::Asis) return text(table, may_hold_nul);
+    const char* end = print_date(tm, out_.data());
+    if (end == nullptr) return plain(table);
+    return std::string_view(out_.data(), static_cast<size_t>(end - out_.data()));
+}
+
+// date() for the dates whose digits tell all.
+char* FieldRenderer::date_quick(const uint8_t* record, char* out) const {
+    if (date_mode_ == DateMode::Asis && !datetime_ && date_width_ >= 8 && bytes_present_ &&
+        plain_stored_date(record + offset_))
+        return text_quick(record + offset_, out);
+    if (date_mode_ != DateMode::Asis && !usual_format_) return nullptr;
+    std::tm tm{};
+    if (!digits_of_date(record, tm) || !plainly_shown(tm, datetime_)) return nullptr;
+    return date_mode_ == DateMode::Asis ? text_quick(record + offset_, out) : print_date(tm, out);
+}
+
+char* FieldRenderer::print_date(const std::tm& tm, char* out) const {
     const int day = tm.tm_mday, month = tm.tm_mon + 1, year = tm.tm_year + 1900;
     int first = day, second = month, third = year;
     if (date_mode_ == DateMode::Mdy) {
@@ -202,11 +234,11 @@ std::string_view FieldRenderer::date(DbfTable& table, bool may_hold_nul) {
     }
     const bool year_first = date_mode_ == DateMode::Ymd;
     const int two_a = year_first ? second : first, two_b = year_first ? third : second;
-    if (year < 0 || year > 9999 || two_a < 0 || two_a > 99 || two_b < 0 || two_b > 99) return plain(table);
+    if (year < 0 || year > 9999 || two_a < 0 || two_a > 99 || two_b < 0 || two_b > 99) return nullptr;
     if (datetime_ && (tm.tm_hour < 0 || tm.tm_hour > 99 || tm.tm_min < 0 || tm.tm_min > 99 || tm.tm_sec < 0 ||
                       tm.tm_sec > 99))
-        return plain(table);
-    char* p = out_.data();
+        return nullptr;
+    char* p = out;
     p = year_first ? four_digits(p, first) : two_digits(p, first);
     *p++ = delimiter_;
     p = two_digits(p, second);
@@ -221,15 +253,15 @@ std::string_view FieldRenderer::date(DbfTable& table, bool may_hold_nul) {
         p = two_digits(p, tm.tm_sec);
     }
     *p = '\0';
-    return std::string_view(out_.data(), static_cast<size_t>(p - out_.data()));
+    return p;
 }
 
 // dbf_field_date of a text date whose columns are all digits, read straight from
 // them; false for any other date.
-bool FieldRenderer::digits_of_date(const DbfTable& table, std::tm& tm) const {
+bool FieldRenderer::digits_of_date(const uint8_t* record, std::tm& tm) const {
     const int needed = datetime_ ? 14 : 8;
     if (date_width_ < needed || !bytes_present_) return false;
-    const uint8_t* bytes = table.record.data() + table.fields[static_cast<size_t>(field_)].record_offset;
+    const uint8_t* bytes = record + offset_;
     for (int i = 0; i < needed; ++i)
         if (bytes[i] < '0' || bytes[i] > '9') return false;
     tm.tm_year = digit_pair(bytes) * 100 + digit_pair(bytes + 2) - 1900;
@@ -251,18 +283,8 @@ std::string_view FieldRenderer::render(DbfTable& table, bool may_hold_nul) {
         case Kind::Decimal:
             return decimal(table);
         case Kind::Integer: {
-            // "%10ld": the digits right-aligned behind blanks, or wider if they must be.
-            char digits[16];
-            const int32_t value = dbf_field_int(table, field_);
-            const size_t count = static_cast<size_t>(std::to_chars(digits, digits + sizeof digits, value).ptr - digits);
-            char* out = out_.data();
-            if (count >= 10) {
-                std::memcpy(out, digits, count);
-                return std::string_view(out, count);
-            }
-            std::memcpy(out, "          ", 10);
-            std::memcpy(out + 10 - count, digits, count);
-            return std::string_view(out, 10);
+            const char* end = put_quick(table.record.data(), out_.data());  // never declines
+            return std::string_view(out_.data(), static_cast<size_t>(end - out_.data()));
         }
         case Kind::Currency: {
             int64_t units = 0;

@@ -97,8 +97,27 @@ constexpr std::array<bool, 256> kNoteworthy = [] {
     return table;
 }();
 
+// Of the noteworthy bytes, those that always make a text not plain (1) and the
+// letters that may open an address (2).
+constexpr std::array<uint8_t, 256> kPlainClass = [] {
+    std::array<uint8_t, 256> table{};
+    for (unsigned char c : std::string_view("\0\n\r\t<>&\"@:", 10)) table[c] = 1;
+    table['w'] = table['f'] = 2;
+    return table;
+}();
+
 bool html_is_plain(std::string_view text) {
     if (text.empty() || text.front() == ' ' || text.back() == ' ') return false;
+    // One pass with no branch on the bytes: most texts have none of the noteworthy
+    // ones but single blanks.
+    const size_t last = text.size() - 1;
+    unsigned found = kPlainClass[static_cast<unsigned char>(text[last])];
+    for (size_t i = 0; i < last; ++i) {
+        const unsigned char c = static_cast<unsigned char>(text[i]);
+        found |= kPlainClass[c] | static_cast<unsigned>((c == ' ') & (text[i + 1] == ' '));
+    }
+    if ((found & 1) != 0) return false;
+    if (found == 0) return true;
     for (size_t i = 0; i < text.size(); ++i) {
         if (!kNoteworthy[static_cast<unsigned char>(text[i])]) continue;
         switch (text[i]) {

@@ -55,6 +55,8 @@ class TextCodec {
     [[nodiscard]] const CodePage& page() const { return *page_; }
     // Appends the UTF-8 form of `text` (bytes of the page) to `out`.
     void to_utf8(std::string_view text, std::string& out);
+    // Whether ASCII text is its own UTF-8 form.
+    [[nodiscard]] bool ascii_passes() const { return ascii_passes_; }
     // Appends the page's bytes for the UTF-8 `text` to `out`; on failure `out` is left as it was.
     [[nodiscard]] EncodeResult from_utf8(std::string_view text, std::string& out);
 

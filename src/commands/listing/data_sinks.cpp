@@ -17,9 +17,11 @@
 // file was empty or new); a listing appended behind others adds records alone.
 #include <charconv>
 #include <cmath>
+#include <cstring>
 #include <string_view>
 
 #include "commands/listing/sink.h"
+#include "table/number_text.h"
 #include "text/csv_json.h"
 
 namespace {
@@ -55,10 +57,36 @@ std::string_view stored_date(const DbfTable& table, int field) {
     return date;
 }
 
-// A text value without the blanks that pad it to the field's width.
-std::string_view unpadded(std::string_view value) {
-    size_t end = value.find_last_not_of(' ');
-    return value.substr(0, end == std::string_view::npos ? 0 : end + 1);
+constexpr uint64_t kOnes = 0x0101010101010101u, kHighs = 0x8080808080808080u;
+
+// The high bit of each byte of `word` that is not a blank.
+uint64_t nonblank_bytes(uint64_t word) {
+    const uint64_t x = word ^ (kOnes * ' ');
+    return (((x & ~kHighs) + ~kHighs) | x) & kHighs;
+}
+
+// A text value without the blanks that pad it to the field's width: eight bytes
+// looked at together, so that the length of the padding costs no guess.
+[[gnu::always_inline]] inline std::string_view unpadded(std::string_view value) {
+    size_t end = value.size();
+    for (uint64_t word; end >= 8;) {
+        std::memcpy(&word, value.data() + end - 8, 8);
+        if (const uint64_t found = nonblank_bytes(word)) return value.substr(0, end - __builtin_clzll(found) / 8);
+        end -= 8;
+    }
+    while (end > 0 && value[end - 1] == ' ') --end;
+    return value.substr(0, end);
+}
+
+// The text without the blanks in front of it, the same way.
+[[gnu::always_inline]] inline std::string_view unindented(std::string_view value) {
+    size_t start = 0;
+    for (uint64_t word; start + 8 <= value.size(); start += 8) {
+        std::memcpy(&word, value.data() + start, 8);
+        if (const uint64_t found = nonblank_bytes(word)) return value.substr(start + __builtin_ctzll(found) / 8);
+    }
+    while (start < value.size() && value[start] == ' ') ++start;
+    return value.substr(start);
 }
 
 // Appends the shortest text of a double that reads back as the same value; false
@@ -96,7 +124,17 @@ class DataSink : public ListingSink {
 
 class CsvSink : public DataSink {
   public:
-    using DataSink::DataSink;
+    CsvSink(ListingContext context, OutStream& out)
+        : DataSink(context, out), quick_(context.pass.run.settings.quick_listings) {
+        const DbfTable& table = c_.pass.table;
+        for (int32_t field : c_.fields) {
+            const std::string_view bytes = stored(table, field);
+            const FieldDesc& desc = table.fields[static_cast<size_t>(field)];
+            const bool over_read = bytes.size() <= 16 && desc.record_offset + 16 <= kRecordBufferSize;
+            columns_.push_back({form_of(table, field), field, bytes.data(), bytes.size(), desc.decimals, over_read,
+                                desc.type == 'I'});
+        }
+    }
 
     bool begin() override {
         if (!c_.fresh_target) return true;
@@ -109,40 +147,198 @@ class CsvSink : public DataSink {
         return true;
     }
 
-    void open_record() override {
-        line_.clear();
-        column_ = 0;
-    }
-
-    void value(int field, std::string_view text, bool memo) override {
-        if (column_++ > 0) line_ += ',';
-        const DbfTable& table = c_.pass.table;
-        switch (form_of(table, field)) {
-            case Form::Text: csv_append_field(unpadded(text), line_); break;
-            case Form::Memo:
-                if (memo) csv_append_field(text, line_);
-                break;
-            case Form::StoredNumber: csv_append_number(stored(table, field), line_); break;
-            case Form::RenderedNumber: csv_append_number(text, line_); break;
-            case Form::Double: (void)append_double(dbf_field_double(table, field), line_); break;  // none: empty
-            case Form::Date: csv_append_date(stored_date(table, field), line_); break;
-            case Form::DateTime: csv_append_datetime(stored(table, field), line_); break;
-            case Form::Logical: csv_append_logical(stored(table, field), line_); break;
-            case Form::None: break;
+    // The line is written in place; forms that are not the usual ones go through
+    // text/csv_json.h in a scratch string.
+    void record(const std::vector<FieldValue>& values, const RecordFacts&) override {
+        size_t most = 8;
+        for (size_t i = 0; i < values.size(); ++i) most += 2 * values[i].text.size() + columns_[i].width + 40;
+        char* const start = out_.room(most);
+        char* p = start;
+        for (size_t i = 0; i < values.size(); ++i) {
+            if (i > 0) *p++ = ',';
+            const Column& column = columns_[i];
+            const FieldValue& value = values[i];
+            if (!quick_) {
+                p = put_plain(column, value, p);
+                continue;
+            }
+            switch (column.form) {
+                case Form::Text: p = put_field(unpadded(value.text), p); break;
+                case Form::Memo:
+                    if (value.memo) p = put_field(value.text, p);
+                    break;
+                case Form::StoredNumber: p = put_number(column, p); break;
+                case Form::Date: p = put_date(column, p); break;
+                case Form::Logical:
+                    if (column.width > 0) {
+                        const std::optional<bool> truth = logical_value(std::string_view(column.bytes, 1));
+                        if (truth) p = put(*truth ? std::string_view("true") : std::string_view("false"), p);
+                    }
+                    break;
+                default:
+                    p = put_slow(column, value, p);
+                    break;
+            }
         }
+        // A line of one empty field would be an empty line, which readers pass over.
+        if (p == start && c_.fields.size() == 1) p = put("\"\"", p);
+        *p++ = '\r';
+        *p++ = '\n';
+        out_.commit(p);
     }
 
-    void close_record() override { end_line(); }
-
+    void open_record() override {}
+    void value(int, std::string_view, bool) override {}
+    void close_record() override {}
     void end() override {}
 
   private:
+    // A selected field: its form and its bytes in the record buffer (none where they can't be had).
+    struct Column {
+        Form form;
+        int field;
+        const char* bytes;
+        size_t width;
+        int decimals;
+        bool over_read;  // 16 bytes from `bytes` on lie in the record buffer
+        bool integer;    // a rendered number of type I
+    };
+
+    static char* put(std::string_view text, char* out) {
+        if (!text.empty()) std::memcpy(out, text.data(), text.size());
+        return out + text.size();
+    }
+
+    // put for a text that lies in the record buffer: a short one is copied as 16
+    // bytes, which the buffer and the room both have (each value leaves 40 bytes spare).
+    char* put_from_record(std::string_view text, char* out) const {
+        const uint8_t* at = reinterpret_cast<const uint8_t*>(text.data());
+        const uint8_t* record = c_.pass.table.record.data();
+        if (text.size() <= 16 && at >= record && at + 16 <= record + kRecordBufferSize) {
+            std::memcpy(out, at, 16);
+            return out + text.size();
+        }
+        return put(text, out);
+    }
+
+    // csv_append_field at `out`.
+    char* put_field(std::string_view text, char* out) const {
+        // Whether any byte is a comma, a quote, CR or LF: eight bytes at a time, the
+        // last eight overlapping the ones before.
+        auto any_zero = [](uint64_t x) { return (x - kOnes) & ~x & kHighs; };
+        auto special = [&any_zero](uint64_t x) {
+            return any_zero(x ^ (kOnes * ',')) | any_zero(x ^ (kOnes * '"')) | any_zero(x ^ (kOnes * '\r')) |
+                   any_zero(x ^ (kOnes * '\n'));
+        };
+        uint64_t found = 0;
+        if (text.size() >= 8) {
+            uint64_t x;
+            for (size_t i = 0; i + 8 < text.size(); i += 8) {
+                std::memcpy(&x, text.data() + i, 8);
+                found |= special(x);
+            }
+            std::memcpy(&x, text.data() + text.size() - 8, 8);
+            found |= special(x);
+        } else {
+            for (char c : text) found |= c == ',' || c == '"' || c == '\r' || c == '\n';
+        }
+        if (found == 0) return put_from_record(text, out);
+        *out++ = '"';
+        for (char c : text) {
+            if (c == '"') *out++ = '"';
+            *out++ = c;
+        }
+        *out++ = '"';
+        return out;
+    }
+
+    // A stored number as printf would print it is its own plain form without the blanks.
+    char* put_number(const Column& column, char* out) {
+        const int width = static_cast<int>(column.width);
+        if (column.bytes != nullptr && width < 256 &&
+            (column.over_read
+                 ? number_is_printed_form_16(reinterpret_cast<const uint8_t*>(column.bytes), width, column.decimals)
+                 : number_is_printed_form(column.bytes, width, column.decimals))) {
+            return put_from_record(unindented(std::string_view(column.bytes, column.width)), out);
+        }
+        scratch_.clear();
+        csv_append_number(std::string_view(column.bytes, column.width), scratch_);
+        return put(scratch_, out);
+    }
+
+    // A stored date: YYYYMMDD to YYYY-MM-DD when its digits make a real date.
+    char* put_date(const Column& column, char* out) {
+        if (column.bytes != nullptr && column.width == 8) {
+            const char* b = column.bytes;
+            bool digits = true;
+            for (int i = 0; i < 8; ++i) digits = digits && b[i] >= '0' && b[i] <= '9';
+            const int year = (b[0] - '0') * 1000 + (b[1] - '0') * 100 + (b[2] - '0') * 10 + (b[3] - '0');
+            const int month = (b[4] - '0') * 10 + (b[5] - '0'), day = (b[6] - '0') * 10 + (b[7] - '0');
+            // Every month has 28 days; the rest ask the calendar below.
+            if (digits && year >= 1 && month >= 1 && month <= 12 && day >= 1 && day <= 28) {
+                std::memcpy(out, b, 4);
+                out[4] = '-';
+                std::memcpy(out + 5, b + 4, 2);
+                out[7] = '-';
+                std::memcpy(out + 8, b + 6, 2);
+                return out + 10;
+            }
+        }
+        scratch_.clear();
+        csv_append_date(stored_date(c_.pass.table, column.field), scratch_);
+        return put(scratch_, out);
+    }
+
+    char* put_slow(const Column& column, const FieldValue& value, char* out) {
+        const DbfTable& table = c_.pass.table;
+        scratch_.clear();
+        switch (column.form) {
+            case Form::RenderedNumber:
+                // "%10ld" of an integer: its plain form behind blanks.
+                if (column.integer) return put_from_record(unindented(value.text), out);
+                csv_append_number(value.text, scratch_);
+                break;
+            case Form::Double:  // none: an empty field
+                (void)append_double(dbf_field_double(table, column.field), scratch_);
+                break;
+            case Form::DateTime: csv_append_datetime(std::string_view(column.bytes, column.width), scratch_); break;
+            default: break;
+        }
+        return put(scratch_, out);
+    }
+
+    // Every form through text/csv_json.h, as the quick ways must come to.
+    char* put_plain(const Column& column, const FieldValue& value, char* out) {
+        const DbfTable& table = c_.pass.table;
+        const std::string_view bytes(column.bytes, column.bytes != nullptr ? column.width : 0);
+        scratch_.clear();
+        switch (column.form) {
+            case Form::Text: {
+                const size_t end = value.text.find_last_not_of(' ');
+                csv_append_field(value.text.substr(0, end == std::string_view::npos ? 0 : end + 1), scratch_);
+                break;
+            }
+            case Form::Memo:
+                if (value.memo) csv_append_field(value.text, scratch_);
+                break;
+            case Form::StoredNumber: csv_append_number(bytes, scratch_); break;
+            case Form::Date: csv_append_date(stored_date(table, column.field), scratch_); break;
+            case Form::Logical: csv_append_logical(bytes, scratch_); break;
+            case Form::RenderedNumber: csv_append_number(value.text, scratch_); break;
+            default: return put_slow(column, value, out);
+        }
+        return put(scratch_, out);
+    }
+
     void end_line() {
-        // A line of one empty field would be an empty line, which readers pass over.
         if (line_.empty() && c_.fields.size() == 1) line_ += "\"\"";
         line_ += "\r\n";
         out_.write(line_);
     }
+
+    std::vector<Column> columns_;
+    std::string scratch_;
+    const bool quick_;  // the quick forms may be taken
 };
 
 class JsonLinesSink : public DataSink {

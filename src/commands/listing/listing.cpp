@@ -14,6 +14,9 @@
 #include <algorithm>
 #include <cstring>
 #include <strings.h>
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
 
 #include "commands/listing/sink.h"
 #include "io/progress.h"
@@ -78,29 +81,61 @@ class ByteScan {
         }
         ranges_ = std::move(merged);
     }
-    // Whether the ranges of `bytes` hold a NUL, and whether they hold a CR.
-    void look(const uint8_t* bytes, bool& nul, bool& cr) const {
+    // Whether the ranges of `bytes` hold a NUL, a CR, a double quote, a byte beyond ASCII.
+    void look(const uint8_t* bytes, bool& nul, bool& cr, bool& quote, bool& high) const {
         constexpr uint64_t kOnes = 0x0101010101010101u, kHighs = 0x8080808080808080u;
-        constexpr uint64_t kCrs = 0x0D0D0D0D0D0D0D0Du;
-        auto has_zero = [](uint64_t x) { return ((x - kOnes) & ~x & kHighs) != 0; };
+        constexpr uint64_t kCrs = 0x0D0D0D0D0D0D0D0Du, kQuotes = 0x2222222222222222u;
+        auto zero_bytes = [](uint64_t x) { return (x - kOnes) & ~x & kHighs; };
+        uint64_t nuls = 0, crs = 0, quotes = 0, highs = 0;
         for (const auto& [first, last] : ranges_) {
             size_t i = first;
+#if defined(__SSE2__)
+            // Sixteen bytes at a time where the buffer goes on for sixteen more.
+            if (last + 16 <= kRecordBufferSize) {
+                const __m128i zero = _mm_setzero_si128(), crs16 = _mm_set1_epi8('\r'), quotes16 = _mm_set1_epi8('"');
+                for (; i < last; i += 16) {
+                    const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes + i));
+                    const uint32_t in = last - i >= 16 ? 0xFFFFu : (1u << (last - i)) - 1;
+                    nuls |= static_cast<uint32_t>(_mm_movemask_epi8(_mm_cmpeq_epi8(v, zero))) & in;
+                    crs |= static_cast<uint32_t>(_mm_movemask_epi8(_mm_cmpeq_epi8(v, crs16))) & in;
+                    quotes |= static_cast<uint32_t>(_mm_movemask_epi8(_mm_cmpeq_epi8(v, quotes16))) & in;
+                    highs |= static_cast<uint32_t>(_mm_movemask_epi8(v)) & in;
+                }
+                continue;
+            }
+#endif
             for (; i + 8 <= last; i += 8) {
                 uint64_t word;
                 std::memcpy(&word, bytes + i, 8);
-                nul = nul || has_zero(word);
-                cr = cr || has_zero(word ^ kCrs);
+                nuls |= zero_bytes(word);
+                crs |= zero_bytes(word ^ kCrs);
+                quotes |= zero_bytes(word ^ kQuotes);
+                highs |= word & kHighs;
             }
             for (; i < last; ++i) {
-                nul = nul || bytes[i] == 0;
-                cr = cr || bytes[i] == '\r';
+                nuls |= bytes[i] == 0;
+                crs |= bytes[i] == '\r';
+                quotes |= bytes[i] == '"';
+                highs |= bytes[i] >= 0x80;
             }
         }
+        nul = nuls != 0;
+        cr = crs != 0;
+        quote = quotes != 0;
+        high = highs != 0;
     }
 
   private:
     std::vector<std::pair<size_t, size_t>> ranges_;
 };
+
+// Whether the bytes are all blanks; looked at whole, with no guess about where a
+// blank ends.
+bool blank(std::pair<const uint8_t*, size_t> bytes) {
+    unsigned others = 0;
+    for (size_t i = 0; i < bytes.second; ++i) others |= bytes.first[i] ^ ' ';
+    return others == 0;
+}
 
 // The walk of one listing: every field rendered (table/field_render.h), a memo
 // under /MEMO:text (in CSV and JSON Lines, every memo of type M) read whole, each
@@ -111,7 +146,8 @@ class Walk {
     Walk(Pass& pass, ListingSink& sink, const std::vector<int32_t>& fields, TextCodec* utf8)
         : table_(pass.table), sink_(sink), utf8_(utf8),
           // Listings are OEM text; only HTML converts, the other way, after its mark-up.
-          to_oem_(utf8 == nullptr && table_.settings.ansi_text && pass.run.output.kind != OutputKind::Html) {
+          to_oem_(utf8 == nullptr && table_.settings.ansi_text && pass.run.output.kind != OutputKind::Html),
+          quick_allowed_(pass.run.settings.quick_listings) {
         const OutputKind kind = pass.run.output.kind;
         const bool data = kind == OutputKind::Csv || kind == OutputKind::JsonLines;
         const size_t count = fields.size();
@@ -134,17 +170,34 @@ class Walk {
             if (use == Use::Rendered) scan_.add(columns_.back().renderer.raw_range());
         }
         scan_.merge();
-        // Character sets of the settings file may turn any byte into a CR; UTF-8 is
-        // looked through whole.
-        any_cr_ = utf8 != nullptr || (to_oem_ && table_.settings.conversion != nullptr);
+        // Character sets of the settings file may turn any byte into a CR or a quote;
+        // UTF-8 is looked through whole.
+        any_byte_ = utf8 != nullptr || (to_oem_ && table_.settings.conversion != nullptr);
+        // Renderings as they are, not converted, can go to the sink in one pass.
+        bool quick = !to_oem_ && quick_allowed_;
+        size_t room = 0;
+        for (const Column& column : columns_) {
+            quick = quick && column.use == Use::Rendered && !column.to_utf8;
+            quick_renderers_.push_back(&column.renderer);
+            room += column.renderer.quick_room();
+        }
+        if (quick) quick_.emplace(quick_renderers_, room);
     }
 
     void record(int32_t position) {
         // A failed read leaves the record before it in the buffer; that is rendered.
         (void)dbf_read_record(table_, position);
-        bool nul = false, cr = false;
-        scan_.look(table_.record.data(), nul, cr);
-        facts_.may_hold_cr = any_cr_ || cr;
+        bool nul = false, cr = false, quote = false, high = false;
+        scan_.look(table_.record.data(), nul, cr, quote, high);
+        // Renderings of ASCII bytes need no conversion to UTF-8 where ASCII is its own form.
+        const bool ascii = !high && utf8_ != nullptr && utf8_->ascii_passes() && quick_allowed_;
+        facts_.may_hold_cr = any_byte_ || cr;
+        facts_.may_hold_quote = any_byte_ || quote;
+        facts_.may_hold_high = any_byte_ || high;
+        if (quick_ && !nul) {
+            quick_->set_record(table_.record.data());
+            if (sink_.record_quick(*quick_, facts_)) return;
+        }
         const size_t count = values_.size();
         size_t text_bytes = 0;
         for (size_t i = 0; i < count; ++i) {
@@ -154,7 +207,11 @@ class Walk {
             switch (column.use) {
                 case Use::MemoText: {
                     std::optional<std::string>& memo = column.memo_text;
-                    memo = dbf_memo_read(table_, value.field);
+                    if (column.blank_means_none && quick_allowed_ && blank(column.block_digits)) {
+                        memo.reset();  // blanks name no block
+                    } else {
+                        memo = dbf_memo_read(table_, value.field);
+                    }
                     table_.value[0] = '\0';
                     value.memo = memo.has_value();
                     value.text = memo ? std::string_view(*memo) : std::string_view();
@@ -176,7 +233,7 @@ class Walk {
                     break;
             }
             value.text = column.renderer.render(table_, nul);
-            if (column.to_utf8) {
+            if (column.to_utf8 && !(ascii && column.raw)) {
                 column.converted.clear();
                 utf8_->to_utf8(value.text, column.converted);
                 value.text = column.converted;
@@ -198,10 +255,22 @@ class Walk {
     // One selected field and the room its value takes.
     struct Column {
         Column(const DbfTable& table, int field, Use use, bool to_utf8)
-            : renderer(table, field), use(use), to_utf8(to_utf8) {}
+            : renderer(table, field), use(use), to_utf8(to_utf8),
+              raw(renderer.raw_range().first < renderer.raw_range().second) {
+            const FieldDesc& desc = table.fields[static_cast<size_t>(field)];
+            const uint8_t* digits = dbf_field_ptr(table, field, desc.length);
+            if (digits != nullptr && dbf_wide_length(desc) != 4) {
+                block_digits = {digits, desc.length};
+                blank_means_none = true;
+            }
+        }
         FieldRenderer renderer;
         Use use;
         bool to_utf8;  // the rendering goes to UTF-8
+        bool raw;      // the rendering is the field's own bytes, which the scan looks through
+        // A memo's block number in digits, in the record buffer: blanks there name no block.
+        bool blank_means_none = false;
+        std::pair<const uint8_t*, size_t> block_digits{nullptr, 0};
         std::optional<std::string> memo_text;
         std::string converted;
     };
@@ -210,11 +279,14 @@ class Walk {
     ListingSink& sink_;
     TextCodec* utf8_;  // values go to the sink in UTF-8; null: as the table holds them (or OEM)
     const bool to_oem_;
-    bool any_cr_ = false;
+    const bool quick_allowed_;  // the quick ways may be taken
+    bool any_byte_ = false;
     std::vector<Column> columns_;
     ByteScan scan_;  // the bytes the renderings take as they are
     std::vector<FieldValue> values_;
     RecordFacts facts_;
+    std::vector<const FieldRenderer*> quick_renderers_;
+    std::optional<QuickValues> quick_;  // when every value can come quickly
 };
 
 // Every field's name as a listing shows it: as stored, or in UTF-8.

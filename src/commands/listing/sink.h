@@ -17,6 +17,7 @@
 #include <vector>
 
 #include "commands/run.h"
+#include "table/field_render.h"
 
 // One value of a record: the field's rendering up to its first NUL, or, for a memo
 // under /MEMO:text that has one, the memo text.
@@ -31,6 +32,9 @@ struct RecordFacts {
     // False when no rendering (memo texts aside) can hold a CR: neither the bytes
     // the renderings come from nor a conversion can put one there.
     bool may_hold_cr = true;
+    // The same for a double quote, and for a byte beyond ASCII.
+    bool may_hold_quote = true;
+    bool may_hold_high = true;
     // The bytes of all the record's values together.
     size_t text_bytes = 0;
 };
@@ -44,6 +48,29 @@ struct ListingContext {
     bool fresh_target;                      // the target file was empty or new when it opened
 };
 
+// The values of a record as FieldRenderer::put_quick writes them, for a sink that
+// writes a whole record in one pass. They hold no NUL and no converted text.
+class QuickValues {
+  public:
+    QuickValues(const std::vector<const FieldRenderer*>& renderers, size_t room)
+        : renderers_(renderers.data()), size_(renderers.size()), room_(room) {}
+    // The record to render: the table's record buffer.
+    void set_record(const uint8_t* record) { record_ = record; }
+    size_t size() const { return size_; }
+    // The most all values together take, with the room put may write in.
+    size_t room() const { return room_; }
+    // Writes the i-th value at `out` and returns its end; null where it has no quick form.
+    char* put(size_t i, char* out) const { return renderers_[i]->put_quick(record_, out); }
+    // The same without blanks at either end.
+    char* put_trimmed(size_t i, char* out) const { return renderers_[i]->put_quick_trimmed(record_, out); }
+
+  private:
+    const FieldRenderer* const* renderers_;
+    size_t size_;
+    size_t room_;
+    const uint8_t* record_ = nullptr;
+};
+
 class ListingSink {
   public:
     virtual ~ListingSink() = default;
@@ -52,6 +79,13 @@ class ListingSink {
     // One record, whose bytes stand in the table's record buffer: a value for each
     // selected field, in order. The texts stay until the call returns.
     virtual void record(const std::vector<FieldValue>& values, const RecordFacts& facts) = 0;
+    // The same record in one pass from its quick values, if the sink can; false,
+    // with nothing written, and record() gets it.
+    virtual bool record_quick(const QuickValues& values, const RecordFacts& facts) {
+        (void)values;
+        (void)facts;
+        return false;
+    }
     // What stands behind the records.
     virtual void end() = 0;
 };

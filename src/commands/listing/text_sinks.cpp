@@ -121,6 +121,29 @@ class TextSink : public ListingSink {
         out_.commit(p);
     }
 
+    bool record_quick(const QuickValues& values, const RecordFacts& facts) override {
+        if (fields_layout_ || facts.may_hold_cr) return false;
+        const DbfTable& table = c_.pass.table;
+        char* const start = out_.room(values.room() + values.size() + 3 + (file_name_ ? table.path.size() : 0));
+        char* p = start;
+        if (deletion_mark_) {
+            *p++ = static_cast<char>(table.record[0]);
+            *p++ = '|';
+        }
+        for (size_t i = 0; i < values.size(); ++i) {
+            p = values.put(i, p);
+            if (p == nullptr) return false;
+            *p++ = '|';
+        }
+        if (file_name_ && !table.path.empty()) {
+            std::memcpy(p, table.path.data(), table.path.size());
+            p += table.path.size();
+        }
+        *p++ = '\n';
+        out_.commit(p);
+        return true;
+    }
+
     void end() override {}
 
   private:
@@ -173,9 +196,62 @@ class SqlSink : public ListingSink {
             separator = ", ";
         }
         statement_ += " ) values (";
+        for (int32_t field : c_.fields) {
+            const FieldFacts& f = facts_[static_cast<size_t>(field)];
+            // A date format may put quotes in a date, which would need doubling.
+            if (f.date && table.settings.date_mode != DateMode::Asis) {
+                const size_t mode = static_cast<size_t>(table.settings.date_mode);
+                const bool datetime = table.fields[static_cast<size_t>(field)].type == 'T';
+                const std::string& format = datetime ? table.datetime_format[mode] : table.date_format[mode];
+                quick_ = quick_ && format.find('"') == std::string::npos;
+            }
+            forms_.push_back(f.numeric                  ? Form::Number
+                             : f.date                   ? Form::Quoted
+                             : memo_as_text_ && f.memo ? Form::MemoText
+                             : f.logical                ? Form::Logical
+                                                        : Form::Quoted);
+        }
     }
 
     bool begin() override { return true; }
+
+    // Quick values hold no letters in numbers: no NaN, no infinity.
+    bool record_quick(const QuickValues& values, const RecordFacts& facts) override {
+        if (facts.may_hold_quote || !quick_) return false;
+        char* p = out_.room(statement_.size() + values.room() + 4 * values.size() + 8);
+        std::memcpy(p, statement_.data(), statement_.size());
+        p += statement_.size();
+        for (size_t i = 0; i < values.size(); ++i) {
+            if (i > 0) {
+                std::memcpy(p, ", ", 2);
+                p += 2;
+            }
+            char* start = p;
+            switch (forms_[i]) {
+                case Form::Number:
+                    p = values.put(i, p);
+                    break;
+                case Form::Quoted:
+                    *start++ = '"';
+                    p = values.put(i, start);
+                    if (p != nullptr) *p++ = '"';
+                    break;
+                case Form::Logical:
+                    p = values.put(i, p);
+                    if (p != nullptr) {
+                        std::memcpy(start, is_true_letter(p > start ? *start : '\0') ? "TRUE " : "FALSE", 5);
+                        p = start + 5;
+                    }
+                    break;
+                case Form::MemoText:
+                    return false;
+            }
+            if (p == nullptr) return false;
+        }
+        std::memcpy(p, ");\n", 3);
+        out_.commit(p + 3);
+        return true;
+    }
 
     void record(const std::vector<FieldValue>& values, const RecordFacts&) override {
         // Room for the most a record can take: a memo's lines each add a line feed.
@@ -251,6 +327,9 @@ class SqlSink : public ListingSink {
     const std::vector<FieldFacts> facts_;
     const bool memo_as_text_;
     std::string statement_;  // everything before the values
+    enum class Form { Number, Quoted, Logical, MemoText };
+    std::vector<Form> forms_;  // by selected field
+    bool quick_ = true;        // no rendering holds a quote but where the record does
 };
 
 class ProgramSink : public ListingSink {
@@ -273,6 +352,48 @@ class ProgramSink : public ListingSink {
         InPlace line(out_, most);
         line.write("append blank\nreplace ;\n");
         for (size_t i = 0; i < values.size(); ++i) value(line, values[i], i + 1 == values.size());
+    }
+
+    bool record_quick(const QuickValues& values, const RecordFacts&) override {
+        size_t most = values.room() + 32;
+        for (size_t i = 0; i < values.size(); ++i) most += facts_[static_cast<size_t>(c_.fields[i])].name.size() + 32;
+        char* p = out_.room(most);
+        const auto put = [&p](std::string_view text) {
+            std::memcpy(p, text.data(), text.size());
+            p += text.size();
+        };
+        put("append blank\nreplace ;\n");
+        for (size_t i = 0; i < values.size(); ++i) {
+            const FieldFacts& f = facts_[static_cast<size_t>(c_.fields[i])];
+            *p++ = '\t';
+            put(f.name);
+            if (f.numeric) {
+                put(" with ");
+                p = values.put(i, p);
+            } else if (f.date) {
+                put(" with ctod(\"");
+                p = values.put(i, p);
+                if (p != nullptr) put("\")");
+            } else if (f.memo) {
+                put(" with ;\n\t\t\"\"");  // no memo text comes the quick way
+            } else if (f.logical) {
+                char* const start = p;
+                p = values.put(i, p);
+                if (p != nullptr) {
+                    const bool truth = is_true_letter(p > start ? *start : '\0');
+                    p = start;
+                    put(truth ? std::string_view(" with .T.") : std::string_view(" with .F."));
+                }
+            } else {
+                put(" with \"");
+                p = values.put(i, p);
+                if (p != nullptr) *p++ = '"';
+            }
+            if (p == nullptr) return false;
+            put(i + 1 == values.size() ? std::string_view("\n") : std::string_view(", ;\n"));
+        }
+        out_.commit(p);
+        return true;
     }
 
     void end() override { out_.print("use\t&&\t%s\n\n", c_.pass.table.path.c_str()); }

@@ -90,6 +90,74 @@ TEST(Listing, RecordsGoIntoATargetTableByName) {
     EXPECT_EQ(bytes.substr(32), expected.substr(32));
 }
 
+// Every target, under every setting that changes a rendering, writes the same bytes
+// whether records go the quick ways or the plain one, on values chosen to trip the
+// quick ways: quotes, CR, NUL, blanks, bytes beyond ASCII, negative zero, numbers
+// too long or in no printed form, dates out of range, blank and odd memo numbers.
+TEST(Listing, QuickWaysWriteWhatThePlainWayWrites) {
+    ScratchDir dir;
+    TableImage t;
+    t.fields = {{"C", 'C', 8}, {"N", 'N', 10, 2}, {"K", 'N', 4}, {"D", 'D', 8}, {"L", 'L', 1},
+                {"I", 'I', 4}, {"M", 'M', 10}, {"T", 'T', 14}, {"W", 'C', 20}};
+    const std::string nul(1, '\0');
+    const std::vector<std::vector<std::string>> values = {
+        {"ab  ", "say \"hi\"", "a\rb", "x" + nul + "y", "   lead", "\xC4\xE9 x", "a,b", "", "        "},
+        {"  -4000.00", "     -0.00", "      0.00", "    1.2345", "  1e5     ", "9999999.99", "          ", "  00.50"},
+        {"  -0", "  07", "9999", "    ", " 1.5"},
+        {"20010314", "        ", "19011213", "20380119", "19700101", "20010230", "abcdefgh", "00000000"},
+        {"T", "?", " ", "y", "n"},
+        {le32(0), le32(-1), le32(2147483647), le32(-2147483647 - 1), le32(-99999999), le32(123456789)},
+        {"", "         1", "0", "  0000", "-1", " 12 3", "\t5", "abc"},
+        {"20010314235959", "19691231235959", "              ", "20010314999999", "200103141230xx"},
+        {"www.example.org", "a  b", "<b>&amp;", "mail@host", "Sofia", "  ", "x"},
+    };
+    for (size_t r = 0; r < 12; ++r) {
+        std::string record = r % 5 == 4 ? "*" : " ";
+        for (size_t f = 0; f < t.fields.size(); ++f) {
+            std::string value = values[f][r % values[f].size()];
+            value.resize(static_cast<size_t>(t.fields[f].length), ' ');
+            record += value;
+        }
+        t.records.push_back(record);
+    }
+    dir.write("t.dbf", t.bytes());
+    std::unique_ptr<DbfTable> table = open_table(dir.file("t.dbf"));
+    ASSERT_NE(table, nullptr);
+
+    const struct {
+        OutputKind kind;
+        const char* name;
+    } kTargets[] = {{OutputKind::Text, "o.txt"}, {OutputKind::Sql, "o.sql"}, {OutputKind::Html, "o.htm"},
+                    {OutputKind::Program, "o.prg"}, {OutputKind::Csv, "o.csv"}};
+    for (const auto& target : kTargets)
+        for (TrimMode trim : {TrimMode::None, TrimMode::Left, TrimMode::All})
+            for (DateMode date : {DateMode::Asis, DateMode::Dmy, DateMode::Ymd})
+                for (int flags = 0; flags < 8; ++flags) {
+                    SCOPED_TRACE(std::string(target.name) + ", trim " + std::to_string(static_cast<int>(trim)) +
+                                 ", date " + std::to_string(static_cast<int>(date)) + ", flags " +
+                                 std::to_string(flags));
+                    table->settings.trim_mode = trim;
+                    table->settings.date_mode = date;
+                    dbf_set_date_delimiter(*table, date == DateMode::Dmy ? '"' : '/');
+                    table->settings.ansi_text = (flags & 4) != 0;
+                    std::string written[2];
+                    for (int quick = 0; quick < 2; ++quick) {
+                        const std::string name = dir.file(target.name);
+                        std::remove(name.c_str());
+                        TestRun test;
+                        test.run.output = OutputTarget{target.kind, name};
+                        test.run.settings.show_deletion_mark = (flags & 1) != 0;
+                        test.run.settings.memo_as_text = (flags & 2) != 0;
+                        test.run.settings.quick_listings = quick == 1;
+                        Pass pass = test.pass(*table);
+                        cmd_select(pass, "*");
+                        written[quick] = read_file(name);
+                    }
+                    EXPECT_EQ(written[1], written[0]);
+                    EXPECT_FALSE(written[0].empty());
+                }
+}
+
 // Output that cannot be written: the run goes on as it would, with its messages,
 // and its exit status says that something was lost.
 TEST(Listing, LostOutputEndsWithStatusOne) {
