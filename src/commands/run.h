@@ -41,8 +41,9 @@ struct RunSettings {
     size_t key_memory_limit = kDefaultKeyMemoryLimit;
     // The clock of progress indicators; tests put one in that they move by hand.
     ProgressClock progress_clock = steady_milliseconds;
-    // Whether listings may write records in one pass from quick renderings; tests
-    // turn it off to have every record rendered the plain way.
+    // Whether listings may write records in one pass from quick renderings, and a
+    // listing into a table copy values the store would write unchanged; tests turn
+    // it off to have every record go the plain way.
     bool quick_listings = true;
 };
 

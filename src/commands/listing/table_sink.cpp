@@ -22,7 +22,7 @@ namespace {
 
 class TableSink : public ListingSink {
   public:
-    explicit TableSink(ListingContext context) : c_(context) {}
+    explicit TableSink(ListingContext context) : c_(context), quick_(context.pass.run.settings.quick_listings) {}
 
     bool begin() override {
         const std::string& name = *c_.pass.run.output.file_name;
@@ -59,7 +59,18 @@ class TableSink : public ListingSink {
         for (const FieldValue& value : values) {
             const Pairing& pairing = pairing_of(value.field);
             if (pairing.index < 0) continue;
-            if (pairing.same_decimal && copy_printed(source, value.field, target, pairing.index)) continue;
+            if (quick_ && pairing.same_decimal && copy_printed(source, value.field, target, pairing.index)) continue;
+            if (quick_ && pairing.same_whole && copy_whole(source, value.field, target, pairing.index)) continue;
+            if (quick_ && pairing.text_width > 0) {
+                // A text field takes the text up to its first NUL, as much as it holds.
+                const char* bytes = value.text.data();
+                const void* nul = std::memchr(bytes, '\0', value.text.size());
+                size_t count = nul ? static_cast<size_t>(static_cast<const char*>(nul) - bytes) : value.text.size();
+                count = std::min(count, pairing.text_width);
+                if (uint8_t* to = dbf_field_ptr(target, pairing.index, static_cast<int>(count)); to != nullptr)
+                    std::memcpy(to, bytes, count);
+                continue;
+            }
             // The source field alone decides whether a number goes along; only a
             // numeric target takes it.
             double number = pairing.number ? dbf_field_number(source, value.field) : 0.0;
@@ -86,6 +97,10 @@ class TableSink : public ListingSink {
         bool number = false;  // the value goes along as a number too
         // Both are N or F fields of one length and the same places, at least one.
         bool same_decimal = false;
+        // Both are N or F fields of one length without places.
+        bool same_whole = false;
+        // The target is a text field this many bytes wide; 0 if it is not one.
+        size_t text_width = 0;
     };
 
     // True if a memo field of the target takes the value of a selected field.
@@ -95,6 +110,14 @@ class TableSink : public ListingSink {
             if (index >= 0 && target_->fields[static_cast<size_t>(index)].type == 'M') return true;
         }
         return false;
+    }
+
+    // number_is_printed_form, all 16 bytes at once where the record buffer holds
+    // them behind the field's start.
+    static bool printed_form(const DbfTable& source, int field, const uint8_t* from, int width, int decimals) {
+        const size_t offset = source.fields[static_cast<size_t>(field)].record_offset;
+        if (width <= 16 && offset + 16 <= source.record.size()) return number_is_printed_form_16(from, width, decimals);
+        return number_is_printed_form(reinterpret_cast<const char*>(from), width, decimals);
     }
 
     // A stored number that is already what printf makes of it goes over byte for
@@ -107,9 +130,25 @@ class TableSink : public ListingSink {
         const uint8_t* from = dbf_field_ptr(source, field, width);
         uint8_t* to = dbf_field_ptr(target, index, width);
         if (from == nullptr || to == nullptr) return false;
-        if (!number_is_printed_form(reinterpret_cast<const char*>(from), width,
-                                    source.fields[static_cast<size_t>(field)].decimals))
+        if (!printed_form(source, field, from, width, source.fields[static_cast<size_t>(field)].decimals))
             return false;
+        std::memcpy(to, from, static_cast<size_t>(width));
+        return true;
+    }
+
+    // The same for a whole number: one that the store, going through an int, would
+    // print back as it stands. Nine digits at most, and no negative zero.
+    static bool copy_whole(const DbfTable& source, int field, DbfTable& target, int index) {
+        const int width = source.fields[static_cast<size_t>(field)].length;
+        const uint8_t* from = dbf_field_ptr(source, field, width);
+        uint8_t* to = dbf_field_ptr(target, index, width);
+        if (from == nullptr || to == nullptr) return false;
+        if (!printed_form(source, field, from, width, 0)) return false;
+        int first = width;
+        while (first > 0 && from[first - 1] >= '0' && from[first - 1] <= '9') --first;
+        const int digits = width - first;
+        if (digits > 9) return false;
+        if (digits == 1 && from[width - 1] == '0' && first > 0 && from[first - 1] == '-') return false;
         std::memcpy(to, from, static_cast<size_t>(width));
         return true;
     }
@@ -129,6 +168,9 @@ class TableSink : public ListingSink {
                 auto decimal = [](char t) { return t == 'N' || t == 'F'; };
                 pairing.same_decimal = decimal(from.type) && decimal(to.type) && from.length == to.length &&
                                        from.decimals == to.decimals && from.decimals > 0;
+                pairing.same_whole = decimal(from.type) && decimal(to.type) && from.length == to.length &&
+                                     from.decimals == 0 && to.decimals == 0;
+                if (to.type == 'C') pairing.text_width = static_cast<size_t>(dbf_wide_length(to));
             }
         }
         return pairing;
@@ -166,6 +208,7 @@ class TableSink : public ListingSink {
     }
 
     ListingContext c_;
+    const bool quick_;  // values copied byte for byte where the store would write the same
     std::unique_ptr<DbfTable> target_;
     std::optional<TableChange> change_;       // taken before the appender, released after it
     std::optional<RecordAppender> appender_;  // while the target is open

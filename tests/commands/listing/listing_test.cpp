@@ -98,7 +98,7 @@ TEST(Listing, QuickWaysWriteWhatThePlainWayWrites) {
     ScratchDir dir;
     TableImage t;
     t.fields = {{"C", 'C', 8}, {"N", 'N', 10, 2}, {"K", 'N', 4}, {"D", 'D', 8}, {"L", 'L', 1},
-                {"I", 'I', 4}, {"M", 'M', 10}, {"T", 'T', 14}, {"W", 'C', 20}};
+                {"I", 'I', 4}, {"M", 'M', 10}, {"T", 'T', 14}, {"W", 'C', 20}, {"G", 'N', 12}};
     const std::string nul(1, '\0');
     const std::vector<std::vector<std::string>> values = {
         {"ab  ", "say \"hi\"", "a\rb", "x" + nul + "y", "   lead", "\xC4\xE9 x", "a,b", "", "        "},
@@ -110,6 +110,7 @@ TEST(Listing, QuickWaysWriteWhatThePlainWayWrites) {
         {"", "         1", "0", "  0000", "-1", " 12 3", "\t5", "abc"},
         {"20010314235959", "19691231235959", "              ", "20010314999999", "200103141230xx"},
         {"www.example.org", "a  b", "<b>&amp;", "mail@host", "Sofia", "  ", "x"},
+        {"  9999999999", "  -123456789", "          -0", "           0", "  2147483648", "   123456789"},
     };
     for (size_t r = 0; r < 12; ++r) {
         std::string record = r % 5 == 4 ? "*" : " ";
@@ -128,7 +129,7 @@ TEST(Listing, QuickWaysWriteWhatThePlainWayWrites) {
         OutputKind kind;
         const char* name;
     } kTargets[] = {{OutputKind::Text, "o.txt"}, {OutputKind::Sql, "o.sql"}, {OutputKind::Html, "o.htm"},
-                    {OutputKind::Program, "o.prg"}, {OutputKind::Csv, "o.csv"}};
+                    {OutputKind::Program, "o.prg"}, {OutputKind::Csv, "o.csv"}, {OutputKind::Table, "o.dbf"}};
     for (const auto& target : kTargets)
         for (TrimMode trim : {TrimMode::None, TrimMode::Left, TrimMode::All})
             for (DateMode date : {DateMode::Asis, DateMode::Dmy, DateMode::Ymd})
