@@ -50,10 +50,10 @@ def letters(page):
 def make_table(page, kind):
     """A table of the page: letters, quotes, commas and line breaks in text and memo."""
     path = os.path.join(folder, '%s_%s.dbf' % (page, kind))
-    spec = 'NAME C(60); NOTE M; N N(12,2); D D; OK L'
+    fields = 'NAME C(60); NOTE M; N N(12,2); D D; OK L'
     if kind == 'vfp':
-        spec += '; TS T; I I; Y Y; B B'
-    table = dbf.Table(path, spec, dbf_type=kind, codepage=page)
+        fields += '; TS T; I I; Y Y; B B'
+    table = dbf.Table(path, fields, dbf_type=kind, codepage=page)
     table.open(dbf.READ_WRITE)
     text = letters(page)
     chunk = 10 if page in MULTI else 25

@@ -107,12 +107,12 @@ int compare_all(const ScratchDir& dir, int& quick_ones) {
     return compared;
 }
 
-// A table of one field of `spec` holding each of `stored` as it stands.
-void write_values(const ScratchDir& dir, const FieldSpec& spec, const std::vector<std::string>& stored) {
+// A table of one field `field` holding each of `stored` as it stands.
+void write_values(const ScratchDir& dir, const FieldSpec& field, const std::vector<std::string>& stored) {
     TableImage t;
     t.signature = 0x30;
-    t.fields = {spec, {"X", 'C', 1}};
-    const int width = spec.length;
+    t.fields = {field, {"X", 'C', 1}};
+    const int width = field.length;
     for (const std::string& value : stored) {
         std::string record = " " + value;
         record.resize(1 + static_cast<size_t>(width), ' ');
