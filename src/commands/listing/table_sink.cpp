@@ -63,12 +63,10 @@ class TableSink : public ListingSink {
             if (quick_ && pairing.same_whole && copy_whole(source, value.field, target, pairing.index)) continue;
             if (quick_ && pairing.text_width > 0) {
                 // A text field takes the text up to its first NUL, as much as it holds.
-                const char* bytes = value.text.data();
-                const void* nul = std::memchr(bytes, '\0', value.text.size());
-                size_t count = nul ? static_cast<size_t>(static_cast<const char*>(nul) - bytes) : value.text.size();
-                count = std::min(count, pairing.text_width);
-                if (uint8_t* to = dbf_field_ptr(target, pairing.index, static_cast<int>(count)); to != nullptr)
-                    std::memcpy(to, bytes, count);
+                const std::string_view text = value.text.substr(0, value.text.find('\0'));
+                const size_t count = std::min(text.size(), pairing.text_width);
+                uint8_t* to = dbf_field_ptr(target, pairing.index, static_cast<int>(count));
+                if (to != nullptr && count > 0) std::memcpy(to, text.data(), count);
                 continue;
             }
             // The source field alone decides whether a number goes along; only a
