@@ -3,8 +3,8 @@
 // The examples of README.md and of the manual page, run through sh as they are
 // written, so that one a user pastes does what the text says: it parses, succeeds,
 // draws no complaint and leaves no stray file behind (as an unquoted '>' or ';'
-// would). The tutorial's lines run in order in one directory of the sample tables;
-// the transcript runner holds their output to what the README shows.
+// would). The tutorial's lines run in order in one directory of the sample tables
+// and print what the README shows below them.
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -21,26 +21,33 @@ namespace {
 
 std::string source(const std::string& name) { return std::string(TRUG_SOURCE_DIR) + "/" + name; }
 
-// Example lines: in the README the tutorial's "$ " lines (`tutorial`), or else the
-// indented command lines and the examples of the parameter tables, completed with a
-// table where they are only parameters; in the manual the lines of EXAMPLES.
-std::vector<std::string> examples(const std::string& file, bool tutorial = false) {
+struct Example {
+    std::string line, output;
+};
+
+// Example lines: in the README the tutorial's "$ " lines and their output (`tutorial`),
+// or else the indented command lines and the examples of the parameter tables,
+// completed with a table where they are only parameters; in the manual the lines of
+// EXAMPLES.
+std::vector<Example> examples(const std::string& file, bool tutorial = false) {
     std::ifstream in(source(file));
-    std::vector<std::string> found;
+    std::vector<Example> found;
     const std::regex row(R"(^\| `([^`]+)`.*\| `([^`]+)`[^|]*\|$)");
     bool block = false, section = false;
     for (std::string line; std::getline(in, line);) {
         std::smatch m;
         if (line.starts_with("```") || line == ".nf" || line == ".fi") block = line == "```console" || line == ".nf";
         else if (line.starts_with(".SH")) section = line == ".SH EXAMPLES";
-        else if (tutorial) { if (block && line.starts_with("$ ")) found.push_back(line.substr(2)); }
+        else if (tutorial && block && line.starts_with("$ ")) found.push_back({line.substr(2), ""});
+        else if (tutorial && block && !found.empty()) found.back().output += line + "\n";
+        else if (tutorial) continue;
         else if (section && block)
-            found.push_back(std::regex_replace(std::regex_replace(line, std::regex(R"(\\\(aq)"), "'"), std::regex(R"(\\-)"), "-"));
+            found.push_back({std::regex_replace(std::regex_replace(line, std::regex(R"(\\\(aq)"), "'"), std::regex(R"(\\-)"), "-")});
         else if (line.starts_with("    trugtool ") && !line.starts_with("    trugtool <"))
-            found.push_back(line.substr(4, line.find("  #") - 4));
+            found.push_back({line.substr(4, line.find("  #") - 4)});
         else if (std::regex_match(line, m, row) && line.find("What it does") == std::string::npos) {
             const std::string example = std::regex_replace(m[2].str(), std::regex(R"(\\\|)"), "|");
-            found.push_back(example.starts_with("trugtool ") ? example : "trugtool staff.dbf " + example);
+            found.push_back({example.starts_with("trugtool ") ? example : "trugtool staff.dbf " + example});
         }
     }
     return found;
@@ -51,8 +58,9 @@ void write_samples(const ScratchDir& dir) {
         dir.write(entry.path().filename().string(), read_file(entry.path().string()));
 }
 
-// Runs a command line through sh in the directory, with the program found as `trugtool`.
-void check_shell(const ScratchDir& dir, const std::string& line) {
+// Runs a command line through sh in the directory, with the program found as
+// `trugtool`; it prints `output`, or when that is empty no complaint.
+void check_shell(const ScratchDir& dir, const std::string& line, const std::string& output = "") {
     SCOPED_TRACE(line);
     dir.write("step.sh", line + "\n");
     ASSERT_EQ(std::system(("sh -n '" + dir.file("step.sh") + "' 2>/dev/null").c_str()), 0) << "not a command line sh takes";
@@ -61,7 +69,8 @@ void check_shell(const ScratchDir& dir, const std::string& line) {
     EXPECT_TRUE(WIFEXITED(raw) && WEXITSTATUS(raw) == 0);
     EXPECT_EQ(dir.read("err.txt"), "");
     const std::string out = dir.read("out.txt");
-    for (const char* complaint : {"Unknown function", "Invalid", "Error in", "required", "Can't"})
+    if (!output.empty()) EXPECT_EQ(out, output);
+    else for (const char* complaint : {"Unknown function", "Invalid", "Error in", "required", "Can't"})
         EXPECT_EQ(out.find(complaint), std::string::npos) << out;
     // A redirection or a command the shell took from an unquoted parameter leaves a
     // file without an extension behind.
@@ -74,16 +83,16 @@ void check_shell(const ScratchDir& dir, const std::string& line) {
 }  // namespace
 
 TEST(Examples, EveryExampleRunsInAShellAsWritten) {
-    const std::vector<std::string> tutorial = examples("README.md", true);
+    const std::vector<Example> tutorial = examples("README.md", true);
     ASSERT_GE(tutorial.size(), 10u) << "the tutorial's console blocks were not found";
     ScratchDir dir;
     write_samples(dir);
-    for (const std::string& line : tutorial) check_shell(dir, line);
-    const std::vector<std::string> readme = examples("README.md"), manual = examples("doc/trugtool.1");
+    for (const Example& step : tutorial) check_shell(dir, step.line, step.output);
+    const std::vector<Example> readme = examples("README.md"), manual = examples("doc/trugtool.1");
     ASSERT_GE(readme.size(), 40u) << "the README's examples were not found";
     ASSERT_GE(manual.size(), 5u) << "the manual's examples were not found";
-    for (const std::vector<std::string>* list : {&readme, &manual})
-        for (const std::string& example : *list) {
+    for (const std::vector<Example>* list : {&readme, &manual})
+        for (const auto& [example, output] : *list) {
             ScratchDir own;
             write_samples(own);
             // An example on a table of its own ("old.dbf") is only read by the shell.
