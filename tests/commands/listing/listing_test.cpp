@@ -84,32 +84,20 @@ TEST(Listing, QuickWaysWriteWhatThePlainWayWrites) {
                 }
 }
 
-// Output that cannot be written: the run goes on as it would, with its messages,
-// and its exit status says that something was lost.
+// Output that cannot be written: the run goes on as it would, with its messages
+// (in out.txt), and its exit status says that something was lost.
 TEST(Listing, LostOutputEndsWithStatusOne) {
-    struct Case {
-        const char* what;
-        std::string command;  // run in the scratch directory by sh
-        int status;
-        std::string out;      // in out.txt
+    const struct { std::string command; int status; std::string out; } cases[] = {
+        {"t.dbf '/SELECT:*' /COUNT > /dev/full", 1, ""}, {"nosuch.dbf /COUNT > /dev/full", 1, ""},
+        {"t.dbf /OUT:full.txt '/S:*' /OUT /S:A /COUNT > out.txt", 1, "ab |\n1\n"},
+        {"t.dbf /OUT:full.sql '/S:*' /COUNT > out.txt", 1, "1\n"}, {"t.dbf /STRUCT:full.txt /COUNT > out.txt", 1, "1\n"},
+        {"t.dbf /OUT:nodir/x.sql '/S:*' /COUNT > out.txt", 1, "Can't open nodir/x.sql\n1\n"},
+        {"t.dbf /OUT:nodir/x.dbf '/S:*' /COUNT > out.txt", 1, "Can't open nodir/x.dbf\n1\n"},
+        {"t.dbf /OUT:x.txt '/S:*' /COUNT > out.txt", 0, "1\n"},
+        {"t.dbf '/S:*' /COUNT | cat > out.txt", 0, "ab | 1.50|20010314|\n1\n"},
     };
-    const Case cases[] = {
-        {"console on a full disk", "./trugtool t.dbf '/SELECT:*' /COUNT > /dev/full", 1, ""},
-        {"only the count, on a full disk", "./trugtool t.dbf /COUNT > /dev/full", 1, ""},
-        {"a fatal message on a full disk", "./trugtool nosuch.dbf /COUNT > /dev/full", 1, ""},
-        {"a listing file on a full disk", "./trugtool t.dbf /OUT:full.txt '/S:*' /OUT /S:A /COUNT > out.txt", 1,
-         "ab |\n1\n"},
-        {"an SQL listing on a full disk", "./trugtool t.dbf /OUT:full.sql '/S:*' /COUNT > out.txt", 1, "1\n"},
-        {"a report file on a full disk", "./trugtool t.dbf /STRUCT:full.txt /COUNT > out.txt", 1, "1\n"},
-        {"a listing target that can't be opened", "./trugtool t.dbf /OUT:nodir/x.sql '/S:*' /COUNT > out.txt", 1,
-         "Can't open nodir/x.sql\n1\n"},
-        {"a table target that can't be made", "./trugtool t.dbf /OUT:nodir/x.dbf '/S:*' /COUNT > out.txt", 1,
-         "Can't open nodir/x.dbf\n1\n"},
-        {"all written", "./trugtool t.dbf /OUT:x.txt '/S:*' /COUNT > out.txt", 0, "1\n"},
-        {"a pipe", "./trugtool t.dbf '/S:*' /COUNT | cat > out.txt", 0, "ab | 1.50|20010314|\n1\n"},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.what);
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.command);
         ScratchDir dir;
         TableImage t;
         t.fields = {{"A", 'C', 3}, {"N", 'N', 5, 2}, {"D", 'D', 8}};
@@ -117,12 +105,9 @@ TEST(Listing, LostOutputEndsWithStatusOne) {
         dir.write("t.dbf", t.bytes());
         ASSERT_EQ(symlink("/dev/full", dir.file("full.txt").c_str()), 0);
         ASSERT_EQ(symlink("/dev/full", dir.file("full.sql").c_str()), 0);
-        const std::string command = "cd '" + dir.path() + "' && TZ=UTC " + c.command;
-        int raw = std::system(command.c_str());
+        const int raw = std::system(("cd '" + dir.path() + "' && TZ=UTC ./trugtool " + c.command).c_str());
         ASSERT_TRUE(WIFEXITED(raw));
         EXPECT_EQ(WEXITSTATUS(raw), c.status);
-        if (!c.out.empty()) {
-            EXPECT_EQ(dir.read("out.txt"), c.out);
-        }
+        if (!c.out.empty()) EXPECT_EQ(dir.read("out.txt"), c.out);
     }
 }
