@@ -3,7 +3,7 @@
 // The manual, the usage text, the change log and the sample tables against the program
 // itself: every keyword the dispatch table knows is documented, the manual is clean
 // roff, all three name the version the program prints, and examples/ holds what the
-// generator writes. (The README tutorial runs with the transcripts.)
+// generator writes. (The README tutorial runs with the examples.)
 #include <algorithm>
 #include <cctype>
 #include <cstdlib>
