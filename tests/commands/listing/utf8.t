@@ -51,13 +51,6 @@ $ cz.dbf /UTF8 /S:W /UTF8- /S:W
 $ ru.dbf /UTF8 /FILTER:CITY="Москва" /S:N /CLEAR /FILTER:CITY="Ωmega"|N<0 /S:N /CLEAR /FILTER:CITY<>"Ω" /S:N
 >   1.50|
 >  -2.00|
-$ ru.dbf /UTF8 /FILTER:(CITY="Ω"|CITY="Тверь")&L="?" /S:N /CLEAR /FILTER:CITY="\xFF"|N<0 /S:N
->   0.00|
->  -2.00|
-$ ru.dbf /UTF8 /ANSI /FILTER:CITY="Москва" /S:N
->   1.50|
-$ jp.dbf /UTF8 /FILTER:NAME="日本" /S:NAME /CLEAR /FILTER:NAME="ポ" /S:NAME
-> 日本|
 $ ru.dbf /UTF8 /FIELD:CITY="Казань" /RANGE:1 /UPDATE /UTF8- /S:CITY
 > \x8A\xA0\xA7\xA0\xAD\xEC  | (esc)
 $ ru.dbf /UTF8 /FIELD:N=5;CITY="Ωmega" /UPDATE /S:N /FIELD:CITY="\xFF" /APPEND /COUNT
