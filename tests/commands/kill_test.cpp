@@ -62,6 +62,12 @@ const Case kCases[] = {
     {"listing into a table", {"/OUT:x.dbf", "/SELECT:*"}, Promise::Target, "x.dbf", "x.dbt", true},
 };
 
+std::vector<std::string> call_of(const Case& c) {
+    std::vector<std::string> call = {"t.dbf"};
+    call.insert(call.end(), c.args.begin(), c.args.end());
+    return call;
+}
+
 TableImage with_memo(MemoImage& memo, const std::vector<std::string>& names, const char* note) {
     TableImage t;
     t.signature = 0x83;
@@ -127,9 +133,7 @@ Snapshot snapshot(const ScratchDir& dir, const Case& c) {
 Snapshot undisturbed(const Case& c, int more = 0) {
     ScratchDir dir;
     lay_out(dir, c, more);
-    std::vector<std::string> call = {"t.dbf"};
-    call.insert(call.end(), c.args.begin(), c.args.end());
-    run_in_process(dir, call);
+    run_in_process(dir, call_of(c));
     return snapshot(dir, c);
 }
 
@@ -190,8 +194,7 @@ std::vector<long long> kill_points(long long changes) {
 TEST(Killed, EveryCommandLeavesATableThatOpensWithWholeRecords) {
     for (const Case& c : kCases) {
         SCOPED_TRACE(c.what);
-        std::vector<std::string> call = {"t.dbf"};
-        call.insert(call.end(), c.args.begin(), c.args.end());
+        const std::vector<std::string> call = call_of(c);
         ScratchDir counting;
         lay_out(counting, c);
         const Snapshot before = snapshot(counting, c);
@@ -221,8 +224,7 @@ TEST(Killed, AtRandomMomentsTheProgramLeavesTheSamePromises) {
     std::mt19937 random(std::random_device{}());
     for (const Case& c : kCases) {
         SCOPED_TRACE(c.what);
-        std::vector<std::string> call = {"t.dbf"};
-        call.insert(call.end(), c.args.begin(), c.args.end());
+        const std::vector<std::string> call = call_of(c);
         ScratchDir timing;
         lay_out(timing, c, kMore);
         const Snapshot before = snapshot(timing, c);
@@ -249,8 +251,7 @@ TEST(Killed, AtRandomMomentsTheProgramLeavesTheSamePromises) {
 TEST(FailingDisk, EveryCommandLeavesATableThatOpensWithWholeRecords) {
     for (const Case& c : kCases) {
         SCOPED_TRACE(c.what);
-        std::vector<std::string> call = {"t.dbf"};
-        call.insert(call.end(), c.args.begin(), c.args.end());
+        const std::vector<std::string> call = call_of(c);
         ScratchDir first;
         lay_out(first, c);
         const Snapshot before = snapshot(first, c), after = undisturbed(c);
