@@ -86,6 +86,10 @@ class ListingSink {
         (void)facts;
         return false;
     }
+    // The same record straight from the record buffer, if the sink can: the listing
+    // asks only where no text field holds a NUL or a byte beyond ASCII and no memo
+    // field names a block. False, with nothing written, and record() gets it.
+    virtual bool record_stored() { return false; }
     // What stands behind the records.
     virtual void end() = 0;
 };
