@@ -107,6 +107,12 @@ class DataSink : public ListingSink {
   public:
     DataSink(ListingContext context, OutStream& out) : c_(context), out_(out) {}
 
+    // Numbers, dates and logicals come from the record, so that a blank one stays blank.
+    bool takes_stored(int field) const override {
+        const char type = c_.pass.table.fields[static_cast<size_t>(field)].type;
+        return type == 'N' || type == 'F' || type == 'D' || type == 'T' || type == 'L';
+    }
+
     void record(const std::vector<FieldValue>& values, const RecordFacts&) override {
         open_record();
         for (const FieldValue& value : values) this->value(value.field, value.text, value.memo);

@@ -158,15 +158,16 @@ class Walk {
             const char type = table_.fields[static_cast<size_t>(field)].type;
             Use use = Use::Rendered;
             // CSV and JSON Lines hold memo texts in full, whatever /MEMO says, and no
-            // binary memos; their numbers, dates and logicals come from the record.
+            // binary memos.
             if (data ? type == 'M' : pass.run.settings.memo_as_text && dbf_field_is_memo(table_, field))
                 use = Use::MemoText;
-            else if (data && (type == 'N' || type == 'F' || type == 'D' || type == 'T' || type == 'L'))
+            else if (!to_oem_ && sink.takes_stored(field))
                 use = Use::Stored;
             // Numbers, dates and logicals are ASCII as rendered: only text goes to UTF-8.
             const bool ascii = dbf_field_is_numeric(table_, field) || type == 'D' || type == 'T' || type == 'L';
             columns_.emplace_back(table_, field, use, utf8 != nullptr && !ascii);
             values_[i].field = field;
+            values_[i].stored = use == Use::Stored;
             if (use == Use::Rendered) scan_.add(columns_.back().renderer.raw_range());
         }
         scan_.merge();
