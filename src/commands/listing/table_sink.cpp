@@ -5,9 +5,11 @@
 // that can't be opened at all is created, with the selected fields. Each rendered
 // record becomes one new record of the target, its values going by field name; a
 // numeric target takes the source's number. Dates pass between the tables as text,
-// rendered by one and parsed by the other in the same date mode. The target is
-// locked for the whole listing (commands/change.h); a listing of a table into itself
-// adds the records the table had when it began.
+// rendered by one and parsed by the other in the same date mode. Where that round
+// trip would give back the source's own bytes (numbers as printf prints them,
+// integers, logicals, dates of plain digits), they go over as they stand. The
+// target is locked for the whole listing (commands/change.h); a listing of a table
+// into itself adds the records the table had when it began.
 #include <algorithm>
 #include <cstring>
 #include <optional>
