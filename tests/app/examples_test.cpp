@@ -42,7 +42,8 @@ std::vector<Example> examples(const std::string& file, bool tutorial = false) {
         else if (tutorial && block && !found.empty()) found.back().output += line + "\n";
         else if (tutorial) continue;
         else if (section && block)
-            found.push_back({std::regex_replace(std::regex_replace(line, std::regex(R"(\\\(aq)"), "'"), std::regex(R"(\\-)"), "-")});
+            found.push_back(
+                {std::regex_replace(std::regex_replace(line, std::regex(R"(\\\(aq)"), "'"), std::regex(R"(\\-)"), "-")});
         else if (line.starts_with("    trugtool ") && !line.starts_with("    trugtool <"))
             found.push_back({line.substr(4, line.find("  #") - 4)});
         else if (std::regex_match(line, m, row) && line.find("What it does") == std::string::npos) {
@@ -63,8 +64,9 @@ void write_samples(const ScratchDir& dir) {
 void check_shell(const ScratchDir& dir, const std::string& line, const std::string& output = "") {
     SCOPED_TRACE(line);
     dir.write("step.sh", line + "\n");
-    ASSERT_EQ(std::system(("sh -n '" + dir.file("step.sh") + "' 2>/dev/null").c_str()), 0) << "not a command line sh takes";
-    const std::string command = "cd '" + dir.path() + "' && PATH='" + dir.path() + "':\"$PATH\" TZ=UTC sh step.sh > out.txt 2>err.txt";
+    ASSERT_EQ(std::system(("sh -n '" + dir.file("step.sh") + "' 2>/dev/null").c_str()), 0) << "not a line sh takes";
+    const std::string command =
+        "cd '" + dir.path() + "' && PATH='" + dir.path() + "':\"$PATH\" TZ=UTC sh step.sh > out.txt 2>err.txt";
     const int raw = std::system(command.c_str());
     EXPECT_TRUE(WIFEXITED(raw) && WEXITSTATUS(raw) == 0);
     EXPECT_EQ(dir.read("err.txt"), "");

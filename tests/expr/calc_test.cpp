@@ -76,17 +76,12 @@ TEST(Calc, EvaluatesEachExpression) {
 
 // The stack of 30 entries bounds every kind of nesting; a text of 80 characters fails.
 TEST(Calc, NestingAndLengthStopAtTheirLimits) {
-    struct Depth { std::string (*build)(int); int deepest; };
-    const Depth kDepths[] = {
-        {[](int k) { return repeat("(", k) + std::string("1") + repeat(")", k); }, 27},
-        {[](int k) { return repeat("ABS(", k) + "1" + repeat(")", k); }, 13},
-        {[](int k) { return std::string("1") + repeat("^1", k); }, 14},
-    };
-    for (const Depth& d : kDepths)
+    const struct { const char *open, *close; int deepest; } kDepths[] = {{"(", ")", 27}, {"ABS(", ")", 13}, {"", "^1", 14}};
+    for (const auto& d : kDepths)
         for (int k = 1; k <= d.deepest + 2; ++k) {
-            const Outcome out = evaluate(d.build(k));
-            EXPECT_EQ(out.ok, k <= d.deepest) << d.build(k);
-            EXPECT_EQ(out.value, k <= d.deepest ? 1.0 : 0.0) << d.build(k);
+            const std::string text = repeat(d.open, k) + "1" + repeat(d.close, k);
+            EXPECT_EQ(evaluate(text).ok, k <= d.deepest) << text;
+            EXPECT_EQ(evaluate(text).value, k <= d.deepest ? 1.0 : 0.0) << text;
         }
     const std::string fits = std::string("1") + repeat("+1", 39);  // 79 characters, no depth
     EXPECT_DOUBLE_EQ(evaluate(fits).value, 40);
