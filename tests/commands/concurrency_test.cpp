@@ -47,6 +47,11 @@ uint32_t header_count(const std::string& bytes) {
 
 std::string sample(const char* name) { return read_file(std::string(TRUG_SOURCE_DIR) + "/examples/" + name); }
 
+// A directory holding the example staff table and its memo file.
+void lay_out_staff(const ScratchDir& dir) {
+    for (const char* name : {"staff.dbf", "staff.dbt"}) dir.write(name, sample(name));
+}
+
 TableImage small_table() {
     TableImage t;
     t.fields = {{"NAME", 'C', 6}};
@@ -58,8 +63,7 @@ TableImage small_table() {
 
 TEST(Concurrency, TwoAppendingRunsLoseNoRecord) {
     ScratchDir dir;
-    dir.write("staff.dbf", sample("staff.dbf"));
-    dir.write("staff.dbt", sample("staff.dbt"));
+    lay_out_staff(dir);
     {
         Started a(dir, {"staff.dbf", "/FIELD:NAME=\"A\"", "/APPEND:5000"});
         Started b(dir, {"staff.dbf", "/FIELD:NAME=\"B\"", "/APPEND:5000"});
@@ -73,25 +77,23 @@ TEST(Concurrency, TwoAppendingRunsLoseNoRecord) {
     EXPECT_EQ(dbf_record_count(*table), 10005);
     EXPECT_EQ(header_count(bytes), 10005u);
     EXPECT_EQ(bytes.size(), table->header.header_length + 10005 * length + 1) << "no torn record, one end mark";
-    int a = 0, b = 0;
-    const std::string blank(length - 21, ' ');
+    int of[2] = {0, 0};
     for (int32_t i = 5; i < 10005; ++i) {
         ASSERT_TRUE(dbf_read_physical(*table, i));
         std::string record(reinterpret_cast<const char*>(table->record.data()), length);
-        if (record == " A" + std::string(19, ' ') + blank) ++a;
-        else if (record == " B" + std::string(19, ' ') + blank) ++b;
-        else ADD_FAILURE() << "record " << i << " is not whole: " << record;
+        char who = record[1];
+        EXPECT_EQ(record, std::string(" ") + who + std::string(length - 2, ' ')) << "record " << i << " is not whole";
+        if (who == 'A' || who == 'B') ++of[who - 'A'];
     }
-    EXPECT_EQ(a, 5000);
-    EXPECT_EQ(b, 5000);
+    EXPECT_EQ(of[0], 5000);
+    EXPECT_EQ(of[1], 5000);
 }
 
 TEST(Concurrency, ARunWaitsForAnotherProgramsLockOnTableOrMemo) {
     for (const char* locked : {"staff.dbf", "staff.dbt"}) {
         SCOPED_TRACE(locked);
         ScratchDir dir;
-        dir.write("staff.dbf", sample("staff.dbf"));
-        dir.write("staff.dbt", sample("staff.dbt"));
+        lay_out_staff(dir);
         ClassicLock lock(dir.file(locked));
         int out[2];
         ASSERT_EQ(pipe(out), 0);

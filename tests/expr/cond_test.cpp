@@ -132,19 +132,14 @@ TEST(Condition, LimitsMakeTheConditionFalse) {
     // A clause with its values in place may have 255 characters.
     EXPECT_EQ(staff.judge("NAME>\"A" + std::string(243, ' ')), 1);  // "SMITH     >A" and 243 blanks
     EXPECT_EQ(staff.judge("NAME>\"A" + std::string(244, ' ')), 0);
-    EXPECT_EQ(staff.judge("NAME~\"" + std::string(300, 'x')), 0);
     // A clause of 1024 characters makes the whole condition false, not only itself.
     EXPECT_EQ(staff.judge("AGE>40|AGE>1" + std::string(1018, ' ')), 1);
     EXPECT_EQ(staff.judge("AGE>40|AGE>1" + std::string(1019, ' ')), 0);
-    // A boolean text beyond the calculator's 79 characters, and beyond 1023.
+    // A boolean text beyond the calculator's 79 characters.
     std::string forty = "AGE>1";
     for (int i = 1; i < 40; ++i) forty += "&AGE>1";
     EXPECT_EQ(staff.judge(forty), 1);
     EXPECT_EQ(staff.judge(forty + "&AGE>1"), 0);
-    std::string many = "AGE>1";
-    for (int i = 0; i < 700; ++i) many += "|AGE>1";
-    EXPECT_EQ(staff.judge(many), 0);
-    EXPECT_EQ(staff.judge(std::string(1023, '|')), 0);
     EXPECT_EQ(staff.judge(std::string(5000, '&')), 0);
 }
 

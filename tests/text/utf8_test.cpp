@@ -56,20 +56,13 @@ TEST(TextCodec, ConvertsLettersOfEachPageBothWays) {
     struct Case { int number; std::string page_bytes; std::string utf8; };
     const Case cases[] = {
         {437, "M\x81ller \xE1\x82 \xA4\xAB", "Müller ßé ñ½"},
-        {737, "\x80\x9F\xE3\xA4\x98 \xE1\xE2", "Αθήνα άέ"},
         {850, "\x9Drsted \x80\xC6o \x98", "Ørsted Ção ÿ"},
         {852, "\x9D\xA2" "d\xAB \xA6lu\x9Cou\x9Fk\xEC", "Łódź Žluťoučký"},
         {866, "\x8E\xAB\xEC\xA3\xA0 \xF0\xF1", "Ольга Ёё"},
-        {874, "\xC0\xD2\xC9\xD2\xE4\xB7\xC2", "ภาษาไทย"},
         {1250, "\xA3\xF3" "d\x9F \x8Elu\x9Dou\xE8k\xFD", "Łódź Žluťoučký"},
         {1251, "\xCE\xEB\xFC\xE3\xE0 \xA8\xB8 \xB9", "Ольга Ёё №"},
         {1252, "M\xFCller \x80\x93\x94", "Müller €“”"},
-        {1255, "\xF9\xEC\xE5\xED \xA4", "שלום ₪"},
-        {1256, "\xDA\xD1\xC8\xED", "عربي"},
-        {10000, "M\x9Fller \x8E\xA7", "Müller éß"},
         {932, "\x93\xFA\x96{\x8C\xEA\xB6\xC0\xB6\xC5 a\\~", "日本語ｶﾀｶﾅ a\\~"},
-        {936, "\xD6\xD0\xCE\xC4", "中文"},
-        {949, "\xC7\xD1\xB1\xB9\xBE\xEE", "한국어"},
         {950, "\xA4\xA4\xA4\xE5\xA5x\xC6W", "中文台灣"},
         {65001, "Ольга 日本 \xF0\x9F\x98\x80", "Ольга 日本 \xF0\x9F\x98\x80"},
     };
