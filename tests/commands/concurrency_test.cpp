@@ -20,23 +20,19 @@ namespace {
 using namespace std::chrono_literals;
 
 // A classic fcntl lock on the whole file, held by this test process as another
-// program would hold it.
-class ClassicLock {
-  public:
-    explicit ClassicLock(const std::string& path) : fd_(open(path.c_str(), O_RDWR)) {
-        struct flock lock{};
+// program would hold it; closing the descriptor drops it.
+struct ClassicLock {
+    int fd;
+    explicit ClassicLock(const std::string& path) : fd(open(path.c_str(), O_RDWR)) {
+        struct flock lock{};  // from offset 0 to the end
         lock.l_type = F_WRLCK;
-        lock.l_whence = SEEK_SET;
-        EXPECT_EQ(fcntl(fd_, F_SETLK, &lock), 0);
+        EXPECT_EQ(fcntl(fd, F_SETLK, &lock), 0);
     }
     ~ClassicLock() { release(); }
     void release() {
-        if (fd_ >= 0) close(fd_);  // closing drops a classic lock
-        fd_ = -1;
+        if (fd >= 0) close(fd);
+        fd = -1;
     }
-
-  private:
-    int fd_;
 };
 
 uint32_t header_count(const std::string& bytes) {

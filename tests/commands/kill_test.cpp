@@ -11,7 +11,6 @@
 // random moments of runs over a larger table, where a kill may also fall inside a write.
 #include <algorithm>
 #include <chrono>
-#include <cstdio>
 #include <cstring>
 #include <random>
 #include <set>
@@ -77,21 +76,16 @@ TableImage with_memo(MemoImage& memo, const std::vector<std::string>& names, con
 // The files of one run: the table, the table it imports, the target that stands.
 // Ten records, or as many more as `more` asks for.
 void lay_out(const ScratchDir& dir, const Case& c, int more = 0) {
-    MemoImage memo(MemoImage::Dbase3), source_memo(MemoImage::Dbase3), target_memo(MemoImage::Dbase3);
     std::vector<std::string> names = {"KIM", "ADA", "BOB", "LEE", "CY", "DEE", "EVE", "AL", "FAY", "JO"};
-    for (int i = 0; i < more; ++i) {
-        char name[16];
-        std::snprintf(name, sizeof name, "R%d", (i * 7919) % 100000);
-        names.push_back(name);
-    }
-    dir.write("t.dbf", with_memo(memo, names, "note ").bytes());
-    dir.write("t.dbt", memo.bytes());
-    dir.write("s.dbf", with_memo(source_memo, {"S1", "S2", "S3", "S4", "S5", "S6"}, "imported ").bytes());
-    dir.write("s.dbt", source_memo.bytes());
-    if (c.target_exists) {
-        dir.write("x.dbf", with_memo(target_memo, {"X1", "X2"}, "target ").bytes());
-        dir.write("x.dbt", target_memo.bytes());
-    }
+    for (int i = 0; i < more; ++i) names.push_back("R" + std::to_string((i * 7919) % 100000));
+    const auto write = [&dir](const std::string& stem, const std::vector<std::string>& rows, const char* note) {
+        MemoImage memo(MemoImage::Dbase3);
+        dir.write(stem + ".dbf", with_memo(memo, rows, note).bytes());
+        dir.write(stem + ".dbt", memo.bytes());
+    };
+    write("t", names, "note ");
+    write("s", {"S1", "S2", "S3", "S4", "S5", "S6"}, "imported ");
+    if (c.target_exists) write("x", {"X1", "X2"}, "target ");
 }
 
 struct Snapshot {
