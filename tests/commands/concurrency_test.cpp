@@ -48,10 +48,11 @@ void lay_out_staff(const ScratchDir& dir) {
     for (const char* name : {"staff.dbf", "staff.dbt"}) dir.write(name, sample(name));
 }
 
-TableImage small_table() {
+// NAME C 6 with these records.
+TableImage names(std::initializer_list<const char*> rows) {
     TableImage t;
     t.fields = {{"NAME", 'C', 6}};
-    t.add({"FIRST"});
+    for (const char* row : rows) t.add({row});
     return t;
 }
 
@@ -109,18 +110,15 @@ TEST(Concurrency, ARunWaitsForAnotherProgramsLockOnTableOrMemo) {
 
 TEST(Concurrency, ATableReplacedDuringTheWaitIsOpenedAgain) {
     ScratchDir dir;
-    dir.write("t.dbf", small_table().bytes());
+    dir.write("t.dbf", names({"FIRST"}).bytes());
     ClassicLock lock(dir.file("t.dbf"));
     Started run(dir, {"t.dbf", "/FIELD:NAME=\"LAST\"", "/APPEND:1"});
     std::this_thread::sleep_for(200ms);
     // What a sort by another program does: a new file under the table's name.
-    TableImage replaced = small_table();
-    replaced.add({"SECOND"});
-    dir.write("new.dbf", replaced.bytes());
+    dir.write("new.dbf", names({"FIRST", "SECOND"}).bytes());
     ASSERT_EQ(std::rename(dir.file("new.dbf").c_str(), dir.file("t.dbf").c_str()), 0);
     lock.release();
     EXPECT_EQ(run.wait(), 0);
-    replaced.add({"LAST"});
     EXPECT_EQ(header_count(dir.read("t.dbf")), 3u);
-    EXPECT_EQ(dir.read("t.dbf").substr(32), replaced.bytes().substr(32));
+    EXPECT_EQ(dir.read("t.dbf").substr(32), names({"FIRST", "SECOND", "LAST"}).bytes().substr(32));
 }

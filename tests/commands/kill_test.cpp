@@ -118,11 +118,13 @@ Snapshot snapshot(const ScratchDir& dir, const Case& c) {
     return s;
 }
 
-Snapshot undisturbed(const Case& c, int more = 0) {
+// The table before the command and after an undisturbed run of it.
+std::pair<Snapshot, Snapshot> ends_of(const Case& c, int more = 0) {
     ScratchDir dir;
     lay_out(dir, c, more);
+    Snapshot before = snapshot(dir, c);
     run_in_process(dir, c.call);
-    return snapshot(dir, c);
+    return {before, snapshot(dir, c)};
 }
 
 // Judges the table after a kill against the one before and the one an undisturbed run makes.
@@ -182,11 +184,10 @@ std::vector<long long> kill_points(long long changes) {
 TEST(Killed, EveryCommandLeavesATableThatOpensWithWholeRecords) {
     for (const Case& c : kCases) {
         SCOPED_TRACE(c.what);
+        const auto [before, after] = ends_of(c);
         ScratchDir counting;
         lay_out(counting, c);
-        const Snapshot before = snapshot(counting, c);
         const long long changes = count_changes(counting, c.call);
-        const Snapshot after = undisturbed(c);
         ASSERT_GT(changes, 2);
         ASSERT_NE(after.table_bytes, before.table_bytes) << "the command changed nothing";
         for (long long point : kill_points(changes)) {
@@ -211,13 +212,12 @@ TEST(Killed, AtRandomMomentsTheProgramLeavesTheSamePromises) {
     std::mt19937 random(std::random_device{}());
     for (const Case& c : kCases) {
         SCOPED_TRACE(c.what);
+        const auto [before, after] = ends_of(c, kMore);
         ScratchDir timing;
         lay_out(timing, c, kMore);
-        const Snapshot before = snapshot(timing, c);
         auto start = std::chrono::steady_clock::now();
         Started(timing, c.call).wait();
         const auto duration = std::chrono::steady_clock::now() - start;
-        const Snapshot after = undisturbed(c, kMore);
         for (int kill = 0; kill < kKills; ++kill) {
             auto delay = std::chrono::duration_cast<std::chrono::microseconds>(duration * (random() % 1000) / 900);
             SCOPED_TRACE("killed after " + std::to_string(delay.count()) + " us");
@@ -237,9 +237,7 @@ TEST(Killed, AtRandomMomentsTheProgramLeavesTheSamePromises) {
 TEST(FailingDisk, EveryCommandLeavesATableThatOpensWithWholeRecords) {
     for (const Case& c : kCases) {
         SCOPED_TRACE(c.what);
-        ScratchDir first;
-        lay_out(first, c);
-        const Snapshot before = snapshot(first, c), after = undisturbed(c);
+        const auto [before, after] = ends_of(c);
         long long budget = 0;
         for (bool through = false; !through && budget < 200; ++budget) {
             SCOPED_TRACE("writes allowed: " + std::to_string(budget));
