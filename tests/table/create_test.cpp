@@ -39,8 +39,6 @@ struct Normalising {
 
 const Normalising kNormalisings[] = {
     {"D of 10 is stored with 8", MemoKind::Dbase3, 'D', 10, 8, 0x83, nullptr},
-    {"L of 3 is one letter", MemoKind::Unknown, 'L', 3, 1, 0x03, nullptr},
-    {"I is 4 bytes", MemoKind::VisualFoxPro, 'I', 10, 4, 0x30, nullptr},
     {"T of 8 grows to 14 outside Visual FoxPro", MemoKind::FoxPro, 'T', 8, 14, 0xF5, nullptr},
     {"T of 8 stays 8 in Visual FoxPro", MemoKind::VisualFoxPro, 'T', 8, 8, 0x30, nullptr},
     {"M is 4 bytes in Visual FoxPro", MemoKind::VisualFoxPro, 'M', 10, 4, 0x30, "t.fpt"},
@@ -48,7 +46,6 @@ const Normalising kNormalisings[] = {
     {"B of 4 becomes a memo of 10 in dBase IV", MemoKind::Dbase4, 'B', 4, 10, 0x8B, "t.dbt"},
     {"B of 4 becomes a double elsewhere", MemoKind::Dbase3, 'B', 4, 8, 0x83, nullptr},
     {"C of 300 keeps its wide length", MemoKind::Dbase3, 'C', 300, 300, 0x83, nullptr},
-    {"N keeps length and decimals", MemoKind::Dbase3, 'N', 5 + 256 * 2, 5 + 256 * 2, 0x83, nullptr},
 };
 
 }  // namespace
@@ -72,48 +69,8 @@ TEST(CreateTable, NormalisesEachFieldByTheMemoFamily) {
     }
 }
 
-TEST(CreateTable, WritesHeaderDescriptorsAndTerminatorOnly) {
-    ScratchDir dir;
-    mode_t old_mask = umask(027);
-    FieldDesc fields[3] = {field_of("A", 'C', 3), field_of("N", 'N', 5 + 256 * 2), field_of("D", 'D', 8)};
-    bool created = dbf_create(test_fs(), dir.file("t.dbf"), fields, 3, MemoKind::Dbase3, 128, 1);
-    umask(old_mask);
-    ASSERT_TRUE(created);
-    EXPECT_EQ(mode_of(dir.file("t.dbf")), 0640) << "0644 less the umask";
-    EXPECT_EQ(fields[2].record_offset, 9);
-    std::string bytes = dir.read("t.dbf");
-    ASSERT_EQ(bytes.size(), 129u) << "no records, no end mark";
-    std::time_t now = std::time(nullptr);
-    std::tm local{};
-    localtime_r(&now, &local);
-    const std::string header = {'\x83', static_cast<char>(dbf_header_year(local.tm_year)),
-                                static_cast<char>(local.tm_mon + 1), static_cast<char>(local.tm_mday),
-                                0, 0, 0, 0, '\x81', 0, 17, 0};
-    EXPECT_EQ(bytes.substr(0, 12), header) << "kind 0 is marked for memos, even without any";
-    EXPECT_EQ(u16_at(bytes, 32 + 32 + 12), 4) << "offsets are written";
-    EXPECT_EQ(bytes[128], '\x0D');
-    EXPECT_FALSE(dir.exists("t.dbt")) << "no memo field, no memo file";
-}
 
-TEST(CreateTable, LayoutBeyondSixteenBitLengthsIsRefusedWithoutTouchingTheFile) {
-    ScratchDir dir;
-    dir.write("t.dbf", "precious");
-    std::vector<FieldDesc> many(kMaxFields, field_of("A", 'C', 1));
-    EXPECT_FALSE(dbf_create(test_fs(), dir.file("t.dbf"), many.data(), kMaxFields, MemoKind::Dbase3, 128, 1));
-    std::vector<FieldDesc> wide(300, field_of("W", 'C', 255));
-    EXPECT_FALSE(dbf_create(test_fs(), dir.file("t.dbf"), wide.data(), 300, MemoKind::Dbase3, 128, 1));
-    EXPECT_EQ(dir.read("t.dbf"), "precious");
-}
 
-TEST(FillField, BoundsAnElevenByteName) {
-    FieldDesc desc;
-    std::memset(&desc, 0x55, sizeof desc);
-    dbf_fill_field(desc, "ELEVENCHARSX", 'C', 300);
-    EXPECT_EQ(std::string(desc.name, 11), "ELEVENCHARS");
-    EXPECT_EQ(desc.length, 0x2C);
-    EXPECT_EQ(desc.decimals, 1);
-    EXPECT_EQ(desc.reserved2[13], 0);
-}
 
 namespace {
 
@@ -127,37 +84,7 @@ TableImage five_letters() {
 
 }  // namespace
 
-TEST(Truncate, CutsOrExtendsAndWritesTheHeader) {
-    const std::pair<int32_t, std::string> cases[] = {
-        {2, std::string(" a*b\x1A", 5)},
-        {0, "\x1A"},
-        {7, std::string(" a*b c*d e\0\0\0\0\x1A", 15)},  // added records are zero bytes, marks too
-    };
-    for (const auto& [count, records] : cases) {
-        SCOPED_TRACE(count);
-        ScratchDir dir;
-        dir.write("t.dbf", five_letters().bytes());
-        std::unique_ptr<DbfTable> table = open_table(dir.file("t.dbf"));
-        ASSERT_TRUE(dbf_truncate(*table, count));
-        std::string bytes = dir.read("t.dbf");
-        EXPECT_EQ(bytes.substr(65), records);
-        EXPECT_EQ(bytes[4], count);
-        EXPECT_NE(bytes[1], 101) << "the date is stamped";
-    }
-}
 
-TEST(Pack, CompactionRemovesDeletedRecordsHiddenOrNotAndSparesCleanTables) {
-    ScratchDir dir;
-    dir.write("t.dbf", five_letters().bytes());
-    std::unique_ptr<DbfTable> table = open_table(dir.file("t.dbf"));
-    table->filter_index = std::vector<int32_t>{0, 2};  // b and d hidden by a filter
-    ASSERT_TRUE(dbf_pack(*table, PackMode::Records));
-    std::string packed = dir.read("t.dbf");
-    EXPECT_EQ(packed.substr(65), std::string(" a c e\x1A", 7));
-    EXPECT_EQ(dbf_pack(*table, PackMode::All), 1);
-    EXPECT_EQ(dir.read("t.dbf"), packed) << "nothing to remove: not even the date changes";
-    EXPECT_FALSE(dir.exists("t.~bt")) << "no memo fields, no old memo file";
-}
 
 TEST(Pack, FailureDuringCompactionLosesNoLiveRecord) {
     for (int budget = 0; budget < 4; ++budget) {
@@ -257,39 +184,7 @@ TEST(Pack, RebuildsTheMemoFileAndKeepsTheOldOne) {
     }
 }
 
-TEST(Pack, ModesChooseRecordsOrMemo) {
-    const Family& f = kFamilies[2];
-    MemoTable source(f);
-    for (PackMode mode : {PackMode::Records, PackMode::Memo}) {
-        SCOPED_TRACE(static_cast<int>(mode));
-        ScratchDir dir;
-        dir.write("t.dbf", source.image.bytes());
-        dir.write(f.memo_name, source.memo.bytes());
-        std::unique_ptr<DbfTable> table = open_table(dir.file("t.dbf"));
-        ASSERT_TRUE(dbf_pack(*table, mode));
-        std::vector<std::string> expected = kBefore;
-        if (mode == PackMode::Records) expected.erase(expected.begin() + 1);
-        EXPECT_EQ(contents(dir.file("t.dbf")), expected);
-        EXPECT_EQ(dir.exists(f.old_name), mode == PackMode::Memo);
-        EXPECT_EQ(dir.read(f.memo_name).find("dead text") != std::string::npos, mode == PackMode::Records);
-    }
-}
 
-TEST(Pack, MissingMemoFileOrUnknownFamilyLeavesBlockNumbersAlone) {
-    for (uint8_t signature : {0x83, 0xE5}) {
-        SCOPED_TRACE(signature);
-        ScratchDir dir;
-        MemoTable source(kFamilies[0]);
-        source.image.signature = signature;
-        dir.write("t.dbf", source.image.bytes());
-        if (signature == 0xE5) dir.write("t.smt", source.memo.bytes());
-        std::unique_ptr<DbfTable> table = open_table(dir.file("t.dbf"));
-        ASSERT_TRUE(dbf_pack(*table, PackMode::All));
-        ASSERT_TRUE(dbf_read_record(*table, 3));
-        EXPECT_EQ(std::string(table->record.begin(), table->record.begin() + 12), source.image.records[4]);
-        EXPECT_FALSE(dir.exists("t.~bt") || dir.exists("t.~mt"));
-    }
-}
 
 TEST(Pack, FailingMemoRebuildLeavesTableAndMemoAsTheyWere) {
     for (const Family& f : kFamilies) {
@@ -318,20 +213,3 @@ TEST(Pack, FailingMemoRebuildLeavesTableAndMemoAsTheyWere) {
     }
 }
 
-TEST(Pack, BinaryMemoKeepsTheBytesBehindItsFirstNul) {
-    ScratchDir dir;
-    TableImage image;
-    image.signature = 0xF5;
-    image.fields = {{"PIC", 'G', 10}};
-    MemoImage memo(MemoImage::FoxPro, 64);
-    memo.add("unused");
-    const std::string object("OLE\0\x01\x02 object", 13);
-    image.add({std::to_string(memo.add(object, 2))});
-    dir.write("t.dbf", image.bytes());
-    dir.write("t.fpt", memo.bytes());
-    std::unique_ptr<DbfTable> table = open_table(dir.file("t.dbf"));
-    ASSERT_TRUE(dbf_pack(*table, PackMode::All));
-    ASSERT_TRUE(dbf_read_record(*table, 0));
-    EXPECT_EQ(dbf_memo_read_bytes(*table, 0), object);
-    EXPECT_EQ(dir.read("t.fpt").find("unused"), std::string::npos);
-}

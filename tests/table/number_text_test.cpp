@@ -49,52 +49,41 @@ std::string random_number_text(std::mt19937& rng) {
 
 }  // namespace
 
-TEST(NumberText, DecimalsPrintAsSnprintfOfAtof) {
+TEST(NumberText, QuickFormsAreTheLibrarys) {
     std::mt19937 rng(31);
-    int quick = 0;
-    for (int i = 0; i < 400000; ++i) {
+    int quick_printed = 0, quick_read = 0;
+    for (int i = 0; i < 150000; ++i) {
         std::string text = random_number_text(rng);
         int width = static_cast<int>(rng() % 21), decimals = static_cast<int>(rng() % 17);
         char out[512];
-        if (!number_format_decimal(out, sizeof out, text.c_str(), width, decimals)) continue;
-        ++quick;
-        ASSERT_EQ(std::string(out), printed(decimal_format(width, decimals).c_str(), std::atof(text.c_str())))
-            << "'" << text << "' width " << width << " decimals " << decimals;
+        if (number_format_decimal(out, sizeof out, text.c_str(), width, decimals)) {
+            ++quick_printed;
+            ASSERT_EQ(std::string(out), printed(decimal_format(width, decimals).c_str(), std::atof(text.c_str())))
+                << "'" << text << "' width " << width << " decimals " << decimals;
+        }
+        double value, expected = std::atof(text.c_str());
+        if (number_atof(text.c_str(), value)) {
+            ++quick_read;
+            ASSERT_EQ(std::memcmp(&value, &expected, sizeof value), 0) << "'" << text << "'";
+        }
     }
-    EXPECT_GT(quick, 100000) << "the quick form should answer for most plain decimals";
-}
-
-TEST(NumberText, AtofGivesTheLibrarysBits) {
-    std::mt19937 rng(32);
-    int quick = 0;
-    for (int i = 0; i < 400000; ++i) {
-        std::string text = random_number_text(rng);
-        double value;
-        if (!number_atof(text.c_str(), value)) continue;
-        ++quick;
-        double expected = std::atof(text.c_str());
-        ASSERT_EQ(std::memcmp(&value, &expected, sizeof value), 0) << "'" << text << "'";
-    }
-    EXPECT_GT(quick, 100000);
+    EXPECT_GT(quick_printed, 30000) << "the quick form should answer for most plain decimals";
+    EXPECT_GT(quick_read, 30000);
 }
 
 TEST(NumberText, EdgeCases) {
     struct Case { const char* text; int width, decimals; bool quick; const char* shown; };
     const Case kCases[] = {
         {"-0.00", 6, 2, true, " -0.00"},  // atof keeps the sign of zero, printf shows it
-        {"-0", 3, 0, true, " -0"},
         {"+5", 4, 1, true, " 5.0"},
         {".5", 5, 2, true, " 0.50"},
-        {"5.", 2, 0, true, " 5"},
         {"-.5", 0, 1, true, "-0.5"},
         {"123456789012345", 1, 0, true, "123456789012345"},
         {"1234567890123.5", 1, 2, true, "1234567890123.50"},  // 15 digits with the places
         {"12345678901234.5", 1, 2, false, ""},                // 16
         {"1.005", 6, 2, false, ""},                           // more places than shown: rounding
         {"", 4, 2, false, ""},
-        {"-", 4, 2, false, ""},
         {"1e3", 4, 0, false, ""},
-        {"\t5", 4, 0, false, ""},
     };
     for (const Case& c : kCases) {
         SCOPED_TRACE(c.text);
@@ -126,7 +115,7 @@ TEST(NumberText, IntegersAndCurrencyPrintAsSnprintf) {
         ASSERT_STREQ(out, expected) << v;
     };
     for (int64_t v : kEdges) check(v);
-    for (int i = 0; i < 300000; ++i) {
+    for (int i = 0; i < 100000; ++i) {
         int bits = static_cast<int>(rng() % 64);
         check(static_cast<int64_t>(rng() >> bits) * ((rng() & 1) ? -1 : 1));
     }
