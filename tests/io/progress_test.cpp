@@ -1,9 +1,7 @@
 // tests/io/progress_test.cpp
 //
 // The progress indicator on a pseudo-terminal, with a clock moved by hand: what a
-// terminal receives and when, and that a pipe receives nothing. Then /ORDER: and
-// /SORT: on a terminal: the indicator comes and goes, and the output around it
-// reads as it does without it.
+// terminal receives and when, and that a pipe receives nothing.
 #include <gtest/gtest.h>
 
 #include <cerrno>
@@ -13,12 +11,7 @@
 #include <termios.h>
 #include <unistd.h>
 
-#include "commands/maintenance/maintain.h"
-#include "commands/reports/reports.h"
-#include "commands/selection/selection.h"
 #include "io/progress.h"
-#include "support/cli.h"
-#include "support/table_builder.h"
 
 namespace {
 
@@ -64,23 +57,6 @@ struct HandClock {
     }
 };
 
-// The text on the line after the terminal has shown `bytes`: carriage returns go
-// back to the start of the line and overwrite it.
-std::string line_after(const std::string& bytes) {
-    std::string line;
-    size_t column = 0;
-    for (char c : bytes) {
-        if (c == '\r') {
-            column = 0;
-        } else {
-            if (column < line.size()) line[column] = c;
-            else line += c;
-            ++column;
-        }
-    }
-    return line;
-}
-
 }  // namespace
 
 TEST(Progress, DrawsAfterASecondAndWipesItself) {
@@ -113,9 +89,7 @@ TEST(Progress, DrawsAfterASecondAndWipesItself) {
     EXPECT_EQ(t.received(), "\rSorting: merging     \rSorting: merging");
     EXPECT_TRUE(progress.shown());
     progress.finish();
-    std::string wipe = t.received();
-    EXPECT_EQ(wipe, "\r" + std::string(21, ' ') + "\r");
-    EXPECT_EQ(line_after(wipe), std::string(21, ' '));
+    EXPECT_EQ(t.received(), "\r" + std::string(21, ' ') + "\r");
     progress.finish();
     EXPECT_EQ(t.received(), "") << "wiped once";
 }
@@ -146,48 +120,4 @@ TEST(Progress, StaysSilentOffATerminalAndOnQuickJobs) {
         for (uint64_t i = 0; i <= 10; ++i) progress.advance(i);
     }
     EXPECT_EQ(t.received(), "") << "a job under a second";
-    {
-        Progress never;
-        never.stage("reading", 10);
-        never.advance(10);
-    }
-    EXPECT_EQ(t.received(), "");
-}
-
-// The handlers on a console that is a terminal, with a clock that jumps a second at
-// every look: the indicator shows, and is wiped before anything else is said.
-TEST(Progress, OrderAndSortShowItOnATerminalOnly) {
-    TableImage image;
-    image.fields = {{"K", 'N', 6}};
-    for (int i = 0; i < 3000; ++i) image.add({std::to_string((i * 7919) % 3001)});
-    for (const char* job : {"/ORDER:", "/SORT:"}) {
-        SCOPED_TRACE(job);
-        Terminal t;
-        ASSERT_GE(t.terminal, 0);
-        ScratchDir dir;
-        dir.write("t.dbf", image.bytes());
-        FileSystem fs(dir.path());
-        OutStream console = OutStream::to_descriptor(t.terminal);
-        ::Run run(console, fs);
-        int64_t now = 0;
-        run.settings.progress_clock = [&now] { return now += 1000; };
-        run.settings.key_memory_limit = 20000;  // through run files
-        std::unique_ptr<DbfTable> table = dbf_open(fs, "t.dbf");
-        ASSERT_TRUE(table);
-        Pass pass{run, *table, console};
-        if (std::string(job) == "/ORDER:") cmd_order(pass, "K");
-        else cmd_sort(pass, "K");
-        cmd_count(pass);
-        console.flush();
-        std::string bytes = t.received();
-        std::string job_name = std::string(job) == "/ORDER:" ? "Ordering: " : "Sorting: ";
-        EXPECT_EQ(bytes.rfind("\r" + job_name + "reading ", 0), 0u) << bytes.substr(0, 40);
-        EXPECT_NE(bytes.find(job_name + "merging 50%"), std::string::npos);
-        // The count stands on a wiped line.
-        size_t count = bytes.rfind("3000");
-        ASSERT_NE(count, std::string::npos);
-        EXPECT_EQ(bytes.substr(count), "3000\n");
-        EXPECT_EQ(line_after(bytes.substr(0, count)).find_first_not_of(' '), std::string::npos);
-        EXPECT_EQ(bytes[count - 1], '\r');
-    }
 }

@@ -43,113 +43,90 @@ struct OneField {
     }
 };
 
-struct NumberStore {
-    const char* what;
-    Shape field;
-    std::string before;
-    double number;
-    std::string after;
-};
-
-const std::string kUnchanged5 = "  777";
-
-std::vector<NumberStore> number_stores() {
-    return {
-    {"N 5.0 right-aligns", {'N', 5}, kUnchanged5, 12, "   12"},
-    {"N 5.0 too wide stores nothing", {'N', 5}, kUnchanged5, 123456, kUnchanged5},
-    {"N 6.2 whole part too wide", {'N', 6, 2}, "  7.77", 1234.5, "  7.77"},
-    {"N 6.2 whole part just fits", {'N', 6, 2}, "  7.77", -12.5, "-12.50"},
-    {"N 40.2 wider than 31 bytes", {'N', 40, 2}, "7", 1.5, std::string(36, ' ') + "1.50"},
-    {"N 12.0 holds the least 32-bit value", {'N', 12}, "7", -2147483648.0, " -2147483648"},
-    {"N 5.0 not a number", {'N', 5}, kUnchanged5, kNaN, kUnchanged5},
-    {"N 8.2 infinity", {'N', 8, 2}, "7.77", kInf, "    7.77"},
-    {"N 255.2 far too large to print", {'N', 255, 2}, "7", 1e300, std::string(254, ' ') + "7"},
-    {"N 5.6 decimals beyond the length", {'N', 5, 6}, kUnchanged5, 0.5, kUnchanged5},
-    {"I truncates toward zero", {'I', 4}, le32(7), -2.7, le32(-2)},
-    {"I beyond 32 bits", {'I', 4}, le32(7), 3e9, le32(7)},
-    {"I narrower than 4 bytes", {'I', 2}, "\x07\x00", 5, std::string("\x07\x00", 2)},
-    {"Y in units of 1/10000", {'Y', 8}, le64(7), 1.5, le64(15000)},
-    {"Y truncates the last digit", {'Y', 8}, le64(7), 0.00019, le64(1)},
-    {"Y beyond 64 bits", {'Y', 8}, le64(7), 1e16, le64(7)},
-    {"B double", {'B', 8}, double_bytes(7), 2.5, double_bytes(2.5)},
-    {"B of 10 takes the double in its first 8 bytes", {'B', 10}, "0000000007", 2.5,
-     double_bytes(2.5) + "07"},
-    };
-}
-
-TEST(FieldWrite, StoresNumbers) {
-    for (const NumberStore& s : number_stores()) {
-        SCOPED_TRACE(s.what);
-        OneField t(s.field, s.before);
-        ASSERT_TRUE(t.table);
-        // A store says whether it stored: never something other than the value.
-        const std::string before = t.bytes(0);
-        EXPECT_EQ(dbf_field_set(*t.table, 0, nullptr, s.number), s.after != before);
-        EXPECT_EQ(t.bytes(0), s.after);
-        EXPECT_EQ(t.bytes(1), "zz");
-    }
-}
-
-struct TextStore {
+struct Store {
     const char* what;
     Shape field;
     std::string before;
     DateMode date_mode;
-    const char* text;
+    const char* text;  // null: the number is stored
+    double number;
     std::string after;
 };
 
 std::string day_and_ms(int32_t day, int32_t ms) { return le32(day) + le32(ms); }
 
-std::vector<TextStore> text_stores() {
-    return {
-    {"C keeps the bytes behind a short text", {'C', 5}, "abcde", DateMode::Asis, "xy", "xycde"},
-    {"C cuts a long text", {'C', 3}, "abc", DateMode::Asis, "hello", "hel"},
-    {"C of 300 bytes", {'C', 300}, "", DateMode::Asis, "wide", "wide" + std::string(296, ' ')},
-    {"L from yes", {'L', 1}, "?", DateMode::Asis, "yes", "Y"},
-    {"L from x", {'L', 1}, "?", DateMode::Asis, "x", " "},
-    {"D dmy with dots", {'D', 8}, "19990101", DateMode::Dmy, "14.03.2001", "20010314"},
-    {"D mdy", {'D', 8}, "19990101", DateMode::Mdy, "03-14-2001", "20010314"},
-    {"D asis uses only 8 of 10 characters", {'D', 8}, "19990101", DateMode::Asis, "2001031499", "20010314"},
-    {"D dmy blanks blank the field", {'D', 8}, "19990101", DateMode::Dmy, "          ", "        "},
-    {"D dmy day 0 blanks the field", {'D', 8}, "19990101", DateMode::Dmy, "00.03.2001", "        "},
-    {"D dmy a year before 1000 keeps four digits", {'D', 8}, "19990101", DateMode::Dmy, "04.07.0999", "09990704"},
-    {"D dmy negative month stores nothing", {'D', 8}, "19990101", DateMode::Dmy, "14.-1.2001", "19990101"},
-    {"T of 14 negative hour stores nothing", {'T', 14}, "19990101000000", DateMode::Dmy, "14.03.2001 -1:00:00",
-     "19990101000000"},
-    {"T of 14 in mdy", {'T', 14}, "19990101000000", DateMode::Mdy, "03.14.2001 12:34:56", "20010314123456"},
-    {"T of 8 in asis", {'T', 8}, "", DateMode::Asis, "20000101123456", day_and_ms(2451545, 45296000)},
-    {"T of 8 in dmy", {'T', 8}, "", DateMode::Dmy, "01.03.2000 00:00:01", day_and_ms(2451605, 1000)},
-    {"T of 8 in a common year", {'T', 8}, "", DateMode::Asis, "19000301000000", day_and_ms(2415080, 0)},
-    {"T of 8 with day 0 blanks", {'T', 8}, day_and_ms(7, 7), DateMode::Asis, "20000100000000",
-     std::string(8, '\0')},
-    {"T of 8, 29 February of a leap year", {'T', 8}, "", DateMode::Asis, "20000229000000", day_and_ms(2451604, 0)},
-    {"T of 8, 29 February of a common year stores nothing", {'T', 8}, day_and_ms(7, 7), DateMode::Asis,
-     "20010229000000", day_and_ms(7, 7)},
-    // Day numbers around the ends of years and of February, in leap and common years.
-    {"T of 8, 31 December of a leap year", {'T', 8}, "", DateMode::Dmy, "31.12.2000 00:00:00", day_and_ms(2451910, 0)},
-    {"T of 8, 1 January after it", {'T', 8}, "", DateMode::Dmy, "01.01.2001 00:00:00", day_and_ms(2451911, 0)},
-    {"T of 8, 1 March of 2100, no leap year", {'T', 8}, "", DateMode::Ymd, "2100.03.01 00:00:00", day_and_ms(2488129, 0)},
-    {"T of 8, 29 February of 2100 stores nothing", {'T', 8}, day_and_ms(7, 7), DateMode::Ymd, "2100.02.29 00:00:00",
-     day_and_ms(7, 7)},
-    {"T of 8, 29 February of 2004", {'T', 8}, "", DateMode::Mdy, "02.29.2004 00:00:00", day_and_ms(2453065, 0)},
-    {"T of 8, the year 1", {'T', 8}, "", DateMode::Asis, "00010101000000", day_and_ms(1721426, 0)},
-    {"G takes no text", {'G', 10}, "         3", DateMode::Asis, "picture", "         3"},
-    };
-}
+}  // namespace
 
-TEST(FieldWrite, StoresTexts) {
-    for (const TextStore& s : text_stores()) {
+// A store says whether it stored, and never stores something other than the value.
+TEST(FieldWrite, StoresNumbersAndTexts) {
+    const std::string kUnchanged5 = "  777";
+    const Store stores[] = {
+        {"N 5.0 right-aligns", {'N', 5}, kUnchanged5, DateMode::Asis, nullptr, 12, "   12"},
+        {"N 5.0 too wide stores nothing", {'N', 5}, kUnchanged5, DateMode::Asis, nullptr, 123456, kUnchanged5},
+        {"N 6.2 whole part too wide", {'N', 6, 2}, "  7.77", DateMode::Asis, nullptr, 1234.5, "  7.77"},
+        {"N 6.2 whole part just fits", {'N', 6, 2}, "  7.77", DateMode::Asis, nullptr, -12.5, "-12.50"},
+        {"N 40.2 wider than 31 bytes", {'N', 40, 2}, "7", DateMode::Asis, nullptr, 1.5, std::string(36, ' ') + "1.50"},
+        {"N 12.0 holds the least 32-bit value", {'N', 12}, "7", DateMode::Asis, nullptr, -2147483648.0, " -2147483648"},
+        {"N 5.0 not a number", {'N', 5}, kUnchanged5, DateMode::Asis, nullptr, kNaN, kUnchanged5},
+        {"N 8.2 infinity", {'N', 8, 2}, "7.77", DateMode::Asis, nullptr, kInf, "    7.77"},
+        {"N 255.2 far too large to print", {'N', 255, 2}, "7", DateMode::Asis, nullptr, 1e300, std::string(254,
+         ' ') + "7"},
+        {"N 5.6 decimals beyond the length", {'N', 5, 6}, kUnchanged5, DateMode::Asis, nullptr, 0.5, kUnchanged5},
+        {"I truncates toward zero", {'I', 4}, le32(7), DateMode::Asis, nullptr, -2.7, le32(-2)},
+        {"I beyond 32 bits", {'I', 4}, le32(7), DateMode::Asis, nullptr, 3e9, le32(7)},
+        {"I narrower than 4 bytes", {'I', 2}, "\x07\x00", DateMode::Asis, nullptr, 5, std::string("\x07\x00", 2)},
+        {"Y in units of 1/10000", {'Y', 8}, le64(7), DateMode::Asis, nullptr, 1.5, le64(15000)},
+        {"Y truncates the last digit", {'Y', 8}, le64(7), DateMode::Asis, nullptr, 0.00019, le64(1)},
+        {"Y beyond 64 bits", {'Y', 8}, le64(7), DateMode::Asis, nullptr, 1e16, le64(7)},
+        {"B double", {'B', 8}, double_bytes(7), DateMode::Asis, nullptr, 2.5, double_bytes(2.5)},
+        {"B of 10 takes the double in its first 8 bytes", {'B', 10}, "0000000007", DateMode::Asis, nullptr, 2.5,
+         double_bytes(2.5) + "07"},
+        {"C keeps the bytes behind a short text", {'C', 5}, "abcde", DateMode::Asis, "xy", 0, "xycde"},
+        {"C cuts a long text", {'C', 3}, "abc", DateMode::Asis, "hello", 0, "hel"},
+        {"C of 300 bytes", {'C', 300}, "", DateMode::Asis, "wide", 0, "wide" + std::string(296, ' ')},
+        {"L from yes", {'L', 1}, "?", DateMode::Asis, "yes", 0, "Y"},
+        {"L from x", {'L', 1}, "?", DateMode::Asis, "x", 0, " "},
+        {"D dmy with dots", {'D', 8}, "19990101", DateMode::Dmy, "14.03.2001", 0, "20010314"},
+        {"D mdy", {'D', 8}, "19990101", DateMode::Mdy, "03-14-2001", 0, "20010314"},
+        {"D asis uses only 8 of 10 characters", {'D', 8}, "19990101", DateMode::Asis, "2001031499", 0, "20010314"},
+        {"D dmy blanks blank the field", {'D', 8}, "19990101", DateMode::Dmy, "          ", 0, "        "},
+        {"D dmy day 0 blanks the field", {'D', 8}, "19990101", DateMode::Dmy, "00.03.2001", 0, "        "},
+        {"D dmy a year before 1000 keeps four digits", {'D', 8}, "19990101", DateMode::Dmy, "04.07.0999", 0,
+         "09990704"},
+        {"D dmy negative month stores nothing", {'D', 8}, "19990101", DateMode::Dmy, "14.-1.2001", 0, "19990101"},
+        {"T of 14 negative hour stores nothing", {'T', 14}, "19990101000000", DateMode::Dmy, "14.03.2001 -1:00:00",
+         0, "19990101000000"},
+        {"T of 14 in mdy", {'T', 14}, "19990101000000", DateMode::Mdy, "03.14.2001 12:34:56", 0, "20010314123456"},
+        {"T of 8 in asis", {'T', 8}, "", DateMode::Asis, "20000101123456", 0, day_and_ms(2451545, 45296000)},
+        {"T of 8 in dmy", {'T', 8}, "", DateMode::Dmy, "01.03.2000 00:00:01", 0, day_and_ms(2451605, 1000)},
+        {"T of 8 in a common year", {'T', 8}, "", DateMode::Asis, "19000301000000", 0, day_and_ms(2415080, 0)},
+        {"T of 8 with day 0 blanks", {'T', 8}, day_and_ms(7, 7), DateMode::Asis, "20000100000000", 0, std::string(8,
+         '\0')},
+        {"T of 8, 29 February of a leap year", {'T', 8}, "", DateMode::Asis, "20000229000000", 0, day_and_ms(2451604,
+         0)},
+        {"T of 8, 29 February of a common year stores nothing", {'T', 8}, day_and_ms(7, 7), DateMode::Asis,
+         "20010229000000", 0, day_and_ms(7, 7)},
+        {"T of 8, 31 December of a leap year", {'T', 8}, "", DateMode::Dmy, "31.12.2000 00:00:00", 0,
+         day_and_ms(2451910, 0)},
+        {"T of 8, 1 January after it", {'T', 8}, "", DateMode::Dmy, "01.01.2001 00:00:00", 0, day_and_ms(2451911, 0)},
+        {"T of 8, 1 March of 2100, no leap year", {'T', 8}, "", DateMode::Ymd, "2100.03.01 00:00:00", 0,
+         day_and_ms(2488129, 0)},
+        {"T of 8, 29 February of 2100 stores nothing", {'T', 8}, day_and_ms(7, 7), DateMode::Ymd,
+         "2100.02.29 00:00:00", 0, day_and_ms(7, 7)},
+        {"T of 8, 29 February of 2004", {'T', 8}, "", DateMode::Mdy, "02.29.2004 00:00:00", 0, day_and_ms(2453065, 0)},
+        {"T of 8, the year 1", {'T', 8}, "", DateMode::Asis, "00010101000000", 0, day_and_ms(1721426, 0)},
+        {"G takes no text", {'G', 10}, "         3", DateMode::Asis, "picture", 0, "         3"},
+    };
+    for (const Store& s : stores) {
         SCOPED_TRACE(s.what);
         OneField t(s.field, s.before, s.date_mode);
         ASSERT_TRUE(t.table);
         const std::string before = t.bytes(0);
-        EXPECT_EQ(dbf_field_set(*t.table, 0, s.text, 99), s.after != before);
+        EXPECT_EQ(dbf_field_set(*t.table, 0, s.text, s.number), s.after != before);
         EXPECT_EQ(t.bytes(0), s.after);
         EXPECT_EQ(t.bytes(1), "zz");
     }
 }
-
 
 TEST(FieldWrite, CalendarValuesThatHaveNoStoredForm) {
     struct Case {
@@ -173,7 +150,3 @@ TEST(FieldWrite, CalendarValuesThatHaveNoStoredForm) {
         EXPECT_EQ(t.bytes(0), c.before);
     }
 }
-
-
-}  // namespace
-
