@@ -70,6 +70,7 @@ const Shown kRenderings[] = {
     // calendar carries them before the years are judged, and shown as stored.
     {"D of the year 0 is blank", {'D', 8}, "00001231", DateMode::Dmy, TrimMode::None, k10},
     {"D 31 December 9999 shows", {'D', 8}, "99991231", DateMode::Dmy, TrimMode::None, "31.12.9999"},
+    {"D 32 December 9999 is blank", {'D', 8}, "99991232", DateMode::Dmy, TrimMode::None, k10},
     {"D month 13 shows its numbers", {'D', 8}, "20011301", DateMode::Dmy, TrimMode::None, "01.13.2001"},
     {"D 30 February keeps its digits", {'D', 8}, "20010230", DateMode::Dmy, TrimMode::None, "30.02.2001"},
 
