@@ -27,9 +27,7 @@ const char* const kParameters[] = {
 };
 
 struct Family {
-    uint8_t signature;
-    MemoImage::Layout layout;
-    int block_size;
+    uint8_t signature; MemoImage::Layout layout; int block_size;
 };
 
 const Family kFamilies[] = {

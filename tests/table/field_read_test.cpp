@@ -31,18 +31,11 @@ std::string day_time(int32_t day, int32_t milliseconds) { return le32(day) + le3
 
 // The field is named F; type, length byte and decimals.
 struct Layout {
-    char type;
-    int length;
-    int decimals = 0;
+    char type; int length; int decimals = 0;
 };
 
 struct Shown {
-    const char* what;
-    Layout field;
-    std::string stored;
-    DateMode date_mode;
-    TrimMode trim_mode;
-    std::string shown;
+    const char* what; Layout field; std::string stored; DateMode date_mode; TrimMode trim_mode; std::string shown;
 };
 
 const std::string k10(10, ' '), k19(19, ' ');

@@ -15,16 +15,13 @@ constexpr double kInf = std::numeric_limits<double>::infinity();
 
 // Type, length byte and decimals of the field under test.
 struct Shape {
-    char type;
-    int length;
-    int decimals = 0;
+    char type; int length; int decimals = 0;
 };
 
 // A table of the field under test and a 2-byte neighbour "zz" behind it, with the
 // field holding `before` in its stored form; record 0 is read into the buffer.
 struct OneField {
-    ScratchDir dir;
-    std::unique_ptr<DbfTable> table;
+    ScratchDir dir; std::unique_ptr<DbfTable> table;
 
     OneField(const Shape& shape, const std::string& before, DateMode date_mode = DateMode::Asis) {
         TableImage image;
@@ -44,13 +41,9 @@ struct OneField {
 };
 
 struct Store {
-    const char* what;
-    Shape field;
-    std::string before;
-    DateMode date_mode;
+    const char* what; Shape field; std::string before; DateMode date_mode;
     const char* text;  // null: the number is stored
-    double number;
-    std::string after;
+    double number; std::string after;
 };
 
 std::string day_and_ms(int32_t day, int32_t ms) { return le32(day) + le32(ms); }
@@ -130,9 +123,7 @@ TEST(FieldWrite, StoresNumbersAndTexts) {
 
 TEST(FieldWrite, CalendarValuesThatHaveNoStoredForm) {
     struct Case {
-        const char* what;
-        Shape field;
-        std::string before;
+        const char* what; Shape field; std::string before;
         int year, month, day;
     };
     const std::vector<Case> cases = {

@@ -1,7 +1,7 @@
 // tests/table/memo_test.cpp
 //
 // Memo texts read, appended and refused in the dBase III, dBase IV and FoxPro
-// layouts, and new memo files, against images built byte by byte.
+// layouts, against images built byte by byte.
 #include <gtest/gtest.h>
 
 #include <filesystem>
@@ -55,12 +55,8 @@ std::string be16(uint16_t value) { return std::string{static_cast<char>(value >>
 
 TEST(MemoRead, ReadsEachLayoutAndRefusesDamage) {
     struct Case {
-        const char* what;
-        uint8_t signature;
-        std::optional<std::string> memo;
-        std::string block;
-        std::optional<std::string> text;
-        FieldSpec field = {"NOTE", 'M', 10};
+        const char* what; uint8_t signature; std::optional<std::string> memo; std::string block;
+        std::optional<std::string> text; FieldSpec field = {"NOTE", 'M', 10};
     };
     const std::string big(70000, 'x');
     const std::string d3 = memo_with(MemoImage::Dbase3, 512, "first");
@@ -103,16 +99,12 @@ TEST(MemoRead, ReadsEachLayoutAndRefusesDamage) {
 // it is refused, field and memo header stay as they were.
 TEST(MemoWrite, AppendsOrRefusesWithoutHarm) {
     struct Case {
-        const char* what;
-        uint8_t signature;
-        std::optional<std::string> memo;
-        size_t length;
+        const char* what; uint8_t signature; std::optional<std::string> memo; size_t length;
         int32_t block;      // 0: refused
         uint32_t next = 0;  // the header's next free block after it
         int block_size = 0; // a fresh file of this block size, compared whole with an image
         int64_t sparse = 0; // the file reaches this size
-        int64_t write_budget = -1;
-        FieldSpec field = {"NOTE", 'M', 10};
+        int64_t write_budget = -1; FieldSpec field = {"NOTE", 'M', 10};
     };
     const uint32_t far = 0x01020304;  // no byte of it zero
     const std::string d3 = MemoImage(MemoImage::Dbase3).bytes(), fox = MemoImage(MemoImage::FoxPro, 64).bytes();
@@ -165,60 +157,5 @@ TEST(MemoWrite, AppendsOrRefusesWithoutHarm) {
             expected.add(text);
             EXPECT_EQ(bytes, expected.bytes());
         }
-    }
-}
-
-TEST(MemoCreate, WritesTheHeaderOfEachKind) {
-    struct Case {
-        const char* what;
-        MemoKind kind;
-        int block_size;
-        const char* name;
-        size_t header_size;
-        std::string start;       // the first 8 bytes
-        std::string block_word;  // bytes 18 to 21
-    };
-    const std::string zero2(2, '\0'), zero4(4, '\0');
-    const Case cases[] = {
-        {"dBase III ignores the block size", MemoKind::Dbase3, 128, "t.dbt", 512, le32(1) + zero4, zero4},
-        {"Visual FoxPro block 1024", MemoKind::VisualFoxPro, 1024, "t.fpt", 1024, be32(1) + zero2 + be16(1024), zero4},
-        {"dBase IV block 100 truncates to 5", MemoKind::Dbase4, 100, "t.dbt", 512, le32(5) + zero4,
-         le16(0x0102) + le16(100)},
-        {"block size 0 means 512", MemoKind::Dbase4, 0, "t.dbt", 512, le32(1) + zero4, le16(0x0102) + le16(512)},
-        {"unknown kind is all zero", MemoKind::Unknown, 128, "t.smt", 512, std::string(8, '\0'), zero4},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.what);
-        ScratchDir dir;
-        ASSERT_TRUE(dbf_create_memo(test_fs(), dir.file("t.dbf"), c.kind, c.block_size));
-        std::string bytes = dir.read(c.name);
-        ASSERT_EQ(bytes.size(), c.header_size);
-        EXPECT_EQ(bytes.substr(0, 8), c.start);
-        EXPECT_EQ(bytes.substr(18, 4), c.block_word);
-        EXPECT_EQ(bytes.find_first_not_of('\0', 22), std::string::npos);
-    }
-}
-
-// Gathered texts wait in memory, in the order and at the places direct appends
-// would give them, and a read of one writes them out first.
-TEST(MemoFileKeptOpen, GatheredTextsMatchDirectAppendsAndAreReadable) {
-    for (uint8_t signature : {uint8_t{0x83}, uint8_t{0x8B}, uint8_t{0xF5}}) {
-        SCOPED_TRACE(signature);
-        ScratchDir direct, gathered;
-        auto a = open_memo_table(direct, signature, MemoImage(layout_of(signature), 64).bytes());
-        auto b = open_memo_table(gathered, signature, MemoImage(layout_of(signature), 64).bytes());
-        dbf_memo_begin_gathering(*b);
-        for (int i = 0; i < 5; ++i) {
-            std::string text(static_cast<size_t>(i) * 200 + 1, static_cast<char>('a' + i));
-            ASSERT_TRUE(dbf_store_memo(*a, 0, text.c_str()));
-            ASSERT_TRUE(dbf_store_memo(*b, 0, text.c_str()));
-        }
-        EXPECT_GT(dbf_memo_waiting(*b), 800u);
-        EXPECT_EQ(dbf_memo_read(*b, 0), std::string(801, 'e'));  // written out for the read
-        EXPECT_EQ(dbf_memo_waiting(*b), 0u);
-        ASSERT_TRUE(dbf_store_memo(*a, 0, "last"));
-        ASSERT_TRUE(dbf_store_memo(*b, 0, "last"));
-        EXPECT_TRUE(dbf_memo_end_gathering(*b));
-        EXPECT_EQ(gathered.read(memo_name(signature)), direct.read(memo_name(signature)));
     }
 }

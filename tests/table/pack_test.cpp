@@ -20,11 +20,7 @@ int mode_of(const std::string& path) {
 }
 
 struct Family {
-    const char* what;
-    uint8_t signature;
-    MemoImage::Layout layout;
-    const char* memo_name;
-    const char* old_name;
+    const char* what; uint8_t signature; MemoImage::Layout layout; const char* memo_name; const char* old_name;
     int memo_width;
 };
 
@@ -38,8 +34,7 @@ const Family kFamilies[] = {
 // Live "one" (behind a dead text), deleted "two", live without memo, live "four"
 // stored as FoxPro block type 2, live sharing the block of the first.
 struct MemoTable {
-    TableImage image;
-    MemoImage memo;
+    TableImage image; MemoImage memo;
     explicit MemoTable(const Family& f) : memo(f.layout, 64) {
         image.signature = f.signature;
         image.fields = {{"K", 'C', 1}, {"NOTE", 'M', f.memo_width}};

@@ -54,31 +54,6 @@ bool append_numbered(DbfTable& table, int added, size_t block_records) {
 
 }  // namespace
 
-TEST(RecordAppender, BlocksLeaveTheBytesOfSingleAppends) {
-    for (size_t block_records : {size_t{1}, size_t{3}, size_t{1000}}) {
-        SCOPED_TRACE(block_records);
-        ScratchDir dir;
-        dir.write("t.dbf", numbered(5).bytes());
-        auto table = open_table(dir.file("t.dbf"));
-        table->filter_index = std::vector<int32_t>{1, 3};
-        table->order_index = std::vector<int32_t>{1, 0};
-        ASSERT_TRUE(append_numbered(*table, 7, block_records));
-
-        ScratchDir single;
-        single.write("t.dbf", numbered(5).bytes());
-        auto reference = open_table(single.file("t.dbf"));
-        for (int i = 0; i < 7; ++i) {
-            dbf_blank_record(*reference);
-            ASSERT_TRUE(dbf_store_text(*reference, 0, std::to_string(1000 + i).c_str()));
-            ASSERT_TRUE(dbf_append_record(*reference, false));
-        }
-        EXPECT_EQ(dir.read("t.dbf"), single.read("t.dbf"));
-        EXPECT_EQ(table->header.record_count, 12u);
-        EXPECT_EQ(*table->filter_index, (std::vector<int32_t>{1, 3, 5, 6, 7, 8, 9, 10, 11}));
-        EXPECT_EQ(*table->order_index, (std::vector<int32_t>{1, 0, 2, 3, 4, 5, 6, 7, 8}));
-    }
-}
-
 // Whatever write fails first, the header counts what the file holds, every old
 // record is as it was, every counted new record is whole, and its memo text is
 // there: texts go before the records that name them. Texts and records wait for a
@@ -125,8 +100,6 @@ TEST(RecordAppender, AFailingDiskNeverLeavesACountedRecordWithoutItsText) {
     }
 }
 
-
-
 TEST(RecordUpdater, ReadsSeeGatheredWritesAndRunsLeaveTheSameBytes) {
     // Positions in an order that makes runs, revisits records inside a run and
     // outside it, and passes over the end of the table.
@@ -155,7 +128,6 @@ TEST(RecordUpdater, ReadsSeeGatheredWritesAndRunsLeaveTheSameBytes) {
         EXPECT_EQ(dir.read("t.dbf"), single.read("t.dbf"));
     }
 }
-
 
 // Memo texts stored during an update wait with the records: the whole update of
 // six records and their texts takes a handful of writes, and reads back.
