@@ -41,22 +41,17 @@ struct Shown {
 const std::string k10(10, ' '), k19(19, ' ');
 
 const Shown kRenderings[] = {
-    {"C untrimmed", {'C', 6}, "  ab  ", DateMode::Asis, TrimMode::None, "  ab  "},
     {"C trim all", {'C', 6}, "  ab  ", DateMode::Asis, TrimMode::All, "ab"},
     {"C embedded zero ends the text", {'C', 5}, std::string("ab\0cd", 5), DateMode::Asis, TrimMode::None, "ab"},
     {"N 8.2 pads left", {'N', 8, 2}, "1.5", DateMode::Asis, TrimMode::None, "    1.50"},
     {"N longer than 31 bytes", {'N', 40, 30}, "1.25", DateMode::Asis, TrimMode::None,
      "        1.250000000000000000000000000000"},
     {"Y in 24 columns", {'Y', 8, 4}, le64(123456), DateMode::Asis, TrimMode::None, "                 12.3456"},
-    {"I wider than 10 columns", {'I', 4}, le32(INT32_MIN), DateMode::Asis, TrimMode::None, "-2147483648"},
     {"B double with decimals", {'B', 8, 3}, double_bytes(2.5), DateMode::Asis, TrimMode::None, "               2.500"},
     {"B memo of wide length 10", {'B', 10}, "17", DateMode::Asis, TrimMode::None, "Full memo "},
-    {"M block 17", {'M', 10}, "        17", DateMode::Asis, TrimMode::None, "Full memo "},
     {"M blank", {'M', 10}, "", DateMode::Asis, TrimMode::None, "Empty memo"},
     {"M binary block", {'M', 4}, le32(17), DateMode::Asis, TrimMode::None, "Full memo "},
-    {"0 field is empty", {'0', 1}, "\x01", DateMode::Asis, TrimMode::None, ""},
 
-    {"D asis", {'D', 8}, "20010314", DateMode::Asis, TrimMode::None, "20010314"},
     {"D dmy", {'D', 8}, "20010314", DateMode::Dmy, TrimMode::None, "14.03.2001"},
     {"blank D dmy", {'D', 8}, "", DateMode::Dmy, TrimMode::All, k10},
     // Every date of the years 1 to 9999 shows; the numbers are carried over as a
@@ -65,7 +60,6 @@ const Shown kRenderings[] = {
     {"D 31 December 9999 shows", {'D', 8}, "99991231", DateMode::Dmy, TrimMode::None, "31.12.9999"},
     {"D 32 December 9999 is blank", {'D', 8}, "99991232", DateMode::Dmy, TrimMode::None, k10},
     {"D month 13 shows its numbers", {'D', 8}, "20011301", DateMode::Dmy, TrimMode::None, "01.13.2001"},
-    {"D 30 February keeps its digits", {'D', 8}, "20010230", DateMode::Dmy, TrimMode::None, "30.02.2001"},
 
     {"T day number dmy", {'T', 8}, day_time(2451545, 45296000), DateMode::Dmy, TrimMode::None, "01.01.2000 12:34:56"},
     {"T asis shows stored bytes up to a zero", {'T', 8}, day_time(2451545, 0), DateMode::Asis, TrimMode::None, "Yh%"},

@@ -64,11 +64,9 @@ TEST(MemoRead, ReadsEachLayoutAndRefusesDamage) {
     const std::string fox = memo_with(MemoImage::FoxPro, 64, "foxy");   // text at block 8
     const Case cases[] = {
         {"dBase III text", 0x83, d3, "1", "first"},
-        {"dBase III text ends at 0x1A", 0x03, memo_with(MemoImage::Dbase3, 512, "ab\x1A" "cd"), "1", "ab"},
         {"dBase III text cut at 65535 bytes", 0x03, memo_with(MemoImage::Dbase3, 512, big), "1", big.substr(0, 65535)},
         {"dBase III block past the end is empty", 0x03, d3, "40", ""},
         {"blank block number", 0x03, d3, "", std::nullopt},
-        {"negative block number", 0x03, d3, "-1", std::nullopt},
         {"block number beyond 32 bits", 0x03, d3, "9999999999", std::nullopt},
         {"missing memo file", 0x03, std::nullopt, "1", std::nullopt},
         {"signature E5 reads nothing", 0xE5, d3, "1", std::nullopt},
@@ -76,12 +74,9 @@ TEST(MemoRead, ReadsEachLayoutAndRefusesDamage) {
         {"dBase IV text", 0x8B, d4, "8", "fourth"},
         {"dBase IV size below 8", 0x04, with_bytes(d4, 8 * 64 + 4, le32(7)), "8", std::nullopt},
         {"dBase IV huge length word", 0x04, with_bytes(d4, 8 * 64 + 4, le32(-16)), "8", std::nullopt},
-        {"dBase IV size beyond the file", 0x04, with_bytes(d4, 8 * 64 + 4, le32(600)), "8", std::nullopt},
         {"dBase IV block size 0", 0x04, with_bytes(d4, 20, le16(0)), "8", std::nullopt},
-        {"dBase IV header too short", 0x04, std::string(20, '\0'), "1", std::nullopt},
         {"FoxPro text", 0xF5, fox, "8", "foxy"},
         {"FoxPro block type 2", 0xF5, memo_with(MemoImage::FoxPro, 64, "two", 2), "8", "two"},
-        {"FoxPro huge length word", 0xF5, with_bytes(fox, 8 * 64 + 4, be32(0xFFFFFFF0)), "8", std::nullopt},
         {"FoxPro block size 0", 0xF5, with_bytes(fox, 6, be16(0)), "8", std::nullopt},
         {"FoxPro header too short", 0xF5, std::string(6, '\0'), "1", std::nullopt},
     };
