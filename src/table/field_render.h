@@ -58,6 +58,12 @@ class FieldRenderer {
     inline char* put_quick_trimmed(const uint8_t* record, char* out) const;
     // The room put_quick may write in.
     size_t quick_room() const { return quick_room_; }
+    // Whether a date field's eight stored digits of a day from 1902 to 2037 (1969
+    // and 1970 aside) render as those digits in the date mode's columns: as stored,
+    // or day, month and four-digit year in the mode's order.
+    bool dates_in_columns() const {
+        return kind_ == Kind::Date && !datetime_ && (date_mode_ == DateMode::Asis ? date_width_ >= 8 : usual_format_);
+    }
 
   private:
     enum class Kind { Text, Decimal, Integer, Currency, Memo, Date, Plain };

@@ -19,6 +19,9 @@
 #include <cmath>
 #include <cstring>
 #include <string_view>
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
 
 #include "commands/listing/sink.h"
 #include "table/number_text.h"
@@ -104,6 +107,12 @@ class DataSink : public ListingSink {
   public:
     DataSink(ListingContext context, OutStream& out) : c_(context), out_(out) {}
 
+    // Numbers, dates and logicals come from the record, so that a blank one stays blank.
+    bool takes_stored(int field) const override {
+        const char type = c_.pass.table.fields[static_cast<size_t>(field)].type;
+        return type == 'N' || type == 'F' || type == 'D' || type == 'T' || type == 'L';
+    }
+
     void record(const std::vector<FieldValue>& values, const RecordFacts&) override {
         open_record();
         for (const FieldValue& value : values) this->value(value.field, value.text, value.memo);
@@ -131,8 +140,15 @@ class CsvSink : public DataSink {
             const std::string_view bytes = stored(table, field);
             const FieldDesc& desc = table.fields[static_cast<size_t>(field)];
             const bool over_read = bytes.size() <= 16 && desc.record_offset + 16 <= kRecordBufferSize;
-            columns_.push_back({form_of(table, field), field, bytes.data(), bytes.size(), desc.decimals, over_read,
-                                desc.type == 'I'});
+            const Form form = form_of(table, field);
+            const bool integer = desc.type == 'I' && bytes.size() >= 4;
+            columns_.push_back({form, field, bytes.data(), bytes.size(), desc.decimals, over_read, integer,
+                                table.settings.trim_mode == TrimMode::Left || table.settings.trim_mode == TrimMode::All});
+            // Text of type C and the forms read from the record alone can come from the
+            // record buffer; a text of another type or a currency needs its rendering.
+            stored_ = stored_ && !bytes.empty() &&
+                      (form == Form::Text ? desc.type == 'C' : form != Form::RenderedNumber || integer);
+            stored_most_ += 2 * bytes.size() + 40;
         }
     }
 
@@ -160,31 +176,35 @@ class CsvSink : public DataSink {
             const FieldValue& value = values[i];
             if (!quick_) {
                 p = put_plain(column, value, p);
-                continue;
-            }
-            switch (column.form) {
-                case Form::Text: p = put_field(unpadded(value.text), p); break;
-                case Form::Memo:
-                    if (value.memo) p = put_field(value.text, p);
-                    break;
-                case Form::StoredNumber: p = put_number(column, p); break;
-                case Form::Date: p = put_date(column, p); break;
-                case Form::Logical:
-                    if (column.width > 0) {
-                        const std::optional<bool> truth = logical_value(std::string_view(column.bytes, 1));
-                        if (truth) p = put(*truth ? std::string_view("true") : std::string_view("false"), p);
-                    }
-                    break;
-                default:
-                    p = put_slow(column, value, p);
-                    break;
+            } else if (column.form == Form::Text) {
+                p = put_field(unpadded(value.text), p);
+            } else if (column.form == Form::Memo) {
+                if (value.memo) p = put_field(value.text, p);
+            } else {
+                p = put_from_bytes(column, value, p);
             }
         }
-        // A line of one empty field would be an empty line, which readers pass over.
-        if (p == start && c_.fields.size() == 1) p = put("\"\"", p);
-        *p++ = '\r';
-        *p++ = '\n';
-        out_.commit(p);
+        end_record(start, p);
+    }
+
+    // The record's text fields are its bytes as they stand, less the blanks the
+    // trim mode takes from the left; its memos have no text.
+    bool record_stored() override {
+        if (!stored_) return false;
+        char* const start = out_.room(stored_most_);
+        char* p = start;
+        for (size_t i = 0; i < columns_.size(); ++i) {
+            if (i > 0) *p++ = ',';
+            const Column& column = columns_[i];
+            if (column.form == Form::Text) {
+                const std::string_view text(column.bytes, column.width);
+                p = put_field(unpadded(column.trim_left ? unindented(text) : text), p);
+            } else if (column.form != Form::Memo) {
+                p = put_from_bytes(column, FieldValue{}, p);
+            }
+        }
+        end_record(start, p);
+        return true;
     }
 
     void open_record() override {}
@@ -201,8 +221,42 @@ class CsvSink : public DataSink {
         size_t width;
         int decimals;
         bool over_read;  // 16 bytes from `bytes` on lie in the record buffer
-        bool integer;    // a rendered number of type I
+        bool integer;    // a number of type I whose four bytes are there
+        bool trim_left;  // its rendering loses the blanks on its left
     };
+
+    // A value that is not text or memo: numbers, dates and logicals from the
+    // record buffer where their bytes tell all.
+    char* put_from_bytes(const Column& column, const FieldValue& value, char* p) {
+        switch (column.form) {
+            case Form::StoredNumber: return put_number(column, p);
+            case Form::Date: return put_date(column, p);
+            case Form::Logical:
+                if (column.width == 0) return p;
+                switch (column.bytes[0]) {
+                    case 'T': case 't': case 'Y': case 'y': return put("true", p);
+                    case 'F': case 'f': case 'N': case 'n': return put("false", p);
+                    default: return p;
+                }
+            case Form::RenderedNumber:
+                if (column.integer) {  // "%10ld" of the four bytes, without its blanks
+                    int32_t number;
+                    std::memcpy(&number, column.bytes, 4);
+                    return std::to_chars(p, p + 12, number).ptr;
+                }
+                return put_slow(column, value, p);
+            default: return put_slow(column, value, p);
+        }
+    }
+
+    // Ends the line begun at `start`, written up to `p`.
+    void end_record(char* start, char* p) {
+        // A line of one empty field would be an empty line, which readers pass over.
+        if (p == start && c_.fields.size() == 1) p = put("\"\"", p);
+        *p++ = '\r';
+        *p++ = '\n';
+        out_.commit(p);
+    }
 
     static char* put(std::string_view text, char* out) {
         if (!text.empty()) std::memcpy(out, text.data(), text.size());
@@ -223,6 +277,29 @@ class CsvSink : public DataSink {
 
     // csv_append_field at `out`.
     char* put_field(std::string_view text, char* out) const {
+#if defined(__SSE2__)
+        // A text in the record buffer with room behind it is looked at and copied
+        // sixteen bytes at a time (each value leaves 40 bytes spare in the room).
+        const uint8_t* at = reinterpret_cast<const uint8_t*>(text.data());
+        const uint8_t* record = c_.pass.table.record.data();
+        const size_t chunks = (text.size() + 15) / 16;
+        if (text.size() <= 64 && at >= record && at + 16 * chunks <= record + kRecordBufferSize) {
+            const __m128i commas = _mm_set1_epi8(','), quotes = _mm_set1_epi8('"'), crs = _mm_set1_epi8('\r'),
+                          lfs = _mm_set1_epi8('\n');
+            uint32_t found = 0;
+            for (size_t i = 0; i < chunks; ++i) {
+                const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(at + 16 * i));
+                const __m128i hit = _mm_or_si128(_mm_or_si128(_mm_cmpeq_epi8(v, commas), _mm_cmpeq_epi8(v, quotes)),
+                                                 _mm_or_si128(_mm_cmpeq_epi8(v, crs), _mm_cmpeq_epi8(v, lfs)));
+                const size_t left = text.size() - 16 * i;
+                const uint32_t in = left >= 16 ? 0xFFFFu : (1u << left) - 1;
+                found |= static_cast<uint32_t>(_mm_movemask_epi8(hit)) & in;
+                _mm_storeu_si128(reinterpret_cast<__m128i*>(out + 16 * i), v);
+            }
+            if (found == 0) return out + text.size();
+            return put_quoted(text, out);
+        }
+#endif
         // Whether any byte is a comma, a quote, CR or LF: eight bytes at a time, the
         // last eight overlapping the ones before.
         auto any_zero = [](uint64_t x) { return (x - kOnes) & ~x & kHighs; };
@@ -243,6 +320,11 @@ class CsvSink : public DataSink {
             for (char c : text) found |= c == ',' || c == '"' || c == '\r' || c == '\n';
         }
         if (found == 0) return put_from_record(text, out);
+        return put_quoted(text, out);
+    }
+
+    // The text between quotes, its own quotes doubled.
+    static char* put_quoted(std::string_view text, char* out) {
         *out++ = '"';
         for (char c : text) {
             if (c == '"') *out++ = '"';
@@ -293,11 +375,7 @@ class CsvSink : public DataSink {
         const DbfTable& table = c_.pass.table;
         scratch_.clear();
         switch (column.form) {
-            case Form::RenderedNumber:
-                // "%10ld" of an integer: its plain form behind blanks.
-                if (column.integer) return put_from_record(unindented(value.text), out);
-                csv_append_number(value.text, scratch_);
-                break;
+            case Form::RenderedNumber: csv_append_number(value.text, scratch_); break;
             case Form::Double:  // none: an empty field
                 (void)append_double(dbf_field_double(table, column.field), scratch_);
                 break;
@@ -338,7 +416,9 @@ class CsvSink : public DataSink {
 
     std::vector<Column> columns_;
     std::string scratch_;
-    const bool quick_;  // the quick forms may be taken
+    const bool quick_;       // the quick forms may be taken
+    bool stored_ = quick_;   // record_stored can write every selected field
+    size_t stored_most_ = 8;  // the most a line from the record buffer takes
 };
 
 class JsonLinesSink : public DataSink {

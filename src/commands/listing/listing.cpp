@@ -158,15 +158,16 @@ class Walk {
             const char type = table_.fields[static_cast<size_t>(field)].type;
             Use use = Use::Rendered;
             // CSV and JSON Lines hold memo texts in full, whatever /MEMO says, and no
-            // binary memos; their numbers, dates and logicals come from the record.
+            // binary memos.
             if (data ? type == 'M' : pass.run.settings.memo_as_text && dbf_field_is_memo(table_, field))
                 use = Use::MemoText;
-            else if (data && (type == 'N' || type == 'F' || type == 'D' || type == 'T' || type == 'L'))
+            else if (!to_oem_ && sink.takes_stored(field))
                 use = Use::Stored;
             // Numbers, dates and logicals are ASCII as rendered: only text goes to UTF-8.
             const bool ascii = dbf_field_is_numeric(table_, field) || type == 'D' || type == 'T' || type == 'L';
             columns_.emplace_back(table_, field, use, utf8 != nullptr && !ascii);
             values_[i].field = field;
+            values_[i].stored = use == Use::Stored;
             if (use == Use::Rendered) scan_.add(columns_.back().renderer.raw_range());
         }
         scan_.merge();
@@ -182,6 +183,17 @@ class Walk {
             room += column.renderer.quick_room();
         }
         if (quick) quick_.emplace(quick_renderers_, room);
+        // CSV takes a record of ASCII text and blank memos from the record buffer.
+        stored_ = quick_allowed_ && kind == OutputKind::Csv && utf8 != nullptr && utf8->ascii_passes();
+        for (size_t i = 0; i < count; ++i) {
+            const Column& column = columns_[i];
+            switch (table_.fields[static_cast<size_t>(fields[i])].type) {
+                case 'C': stored_ = stored_ && column.raw; break;
+                case 'M': stored_ = stored_ && column.blank_means_none; break;
+                case 'N': case 'F': case 'D': case 'T': case 'L': case 'I': case 'B': case 'G': break;
+                default: stored_ = false; break;
+            }
+        }
     }
 
     void record(int32_t position) {
@@ -198,6 +210,7 @@ class Walk {
             quick_->set_record(table_.record.data());
             if (sink_.record_quick(*quick_, facts_)) return;
         }
+        if (stored_ && !nul && !high && memos_blank() && sink_.record_stored()) return;
         const size_t count = values_.size();
         size_t text_bytes = 0;
         for (size_t i = 0; i < count; ++i) {
@@ -252,6 +265,13 @@ class Walk {
     // Where a value comes from.
     enum class Use { Rendered, MemoText, Stored };
 
+    // Whether every memo text of the record is none: its block number is blanks.
+    bool memos_blank() const {
+        for (const Column& column : columns_)
+            if (column.use == Use::MemoText && !blank(column.block_digits)) return false;
+        return true;
+    }
+
     // One selected field and the room its value takes.
     struct Column {
         Column(const DbfTable& table, int field, Use use, bool to_utf8)
@@ -287,6 +307,7 @@ class Walk {
     RecordFacts facts_;
     std::vector<const FieldRenderer*> quick_renderers_;
     std::optional<QuickValues> quick_;  // when every value can come quickly
+    bool stored_ = false;               // the sink may take records from the record buffer
 };
 
 // Every field's name as a listing shows it: as stored, or in UTF-8.

@@ -24,7 +24,8 @@
 struct FieldValue {
     int field = 0;
     std::string_view text;
-    bool memo = false;  // text is a memo text
+    bool memo = false;    // text is a memo text
+    bool stored = false;  // no text: the sink asked to read the record buffer itself
 };
 
 // What the listing found out about the record it hands over.
@@ -76,6 +77,12 @@ class ListingSink {
     virtual ~ListingSink() = default;
     // What stands before the records; false if the target can't be had, after a message.
     virtual bool begin() = 0;
+    // Whether, after begin(), the sink reads the field's value from the record
+    // buffer itself and needs no rendering of it.
+    virtual bool takes_stored(int field) const {
+        (void)field;
+        return false;
+    }
     // One record, whose bytes stand in the table's record buffer: a value for each
     // selected field, in order. The texts stay until the call returns.
     virtual void record(const std::vector<FieldValue>& values, const RecordFacts& facts) = 0;
@@ -86,6 +93,10 @@ class ListingSink {
         (void)facts;
         return false;
     }
+    // The same record straight from the record buffer, if the sink can: the listing
+    // asks only where no text field holds a NUL or a byte beyond ASCII and no memo
+    // field names a block. False, with nothing written, and record() gets it.
+    virtual bool record_stored() { return false; }
     // What stands behind the records.
     virtual void end() = 0;
 };

@@ -5,9 +5,11 @@
 // that can't be opened at all is created, with the selected fields. Each rendered
 // record becomes one new record of the target, its values going by field name; a
 // numeric target takes the source's number. Dates pass between the tables as text,
-// rendered by one and parsed by the other in the same date mode. The target is
-// locked for the whole listing (commands/change.h); a listing of a table into itself
-// adds the records the table had when it began.
+// rendered by one and parsed by the other in the same date mode. Where that round
+// trip would give back the source's own bytes (numbers as printf prints them,
+// integers, logicals, dates of plain digits), they go over as they stand. The
+// target is locked for the whole listing (commands/change.h); a listing of a table
+// into itself adds the records the table had when it began.
 #include <algorithm>
 #include <cstring>
 #include <optional>
@@ -15,6 +17,7 @@
 
 #include "commands/change.h"
 #include "commands/listing/sink.h"
+#include "table/field_render.h"
 #include "table/number_text.h"
 #include "table/record_writer.h"
 
@@ -49,7 +52,16 @@ class TableSink : public ListingSink {
                                       static_cast<size_t>(dbf_field_width(target, field)));
         span = std::min(span, target.record.size());
         blank_.assign(target.record.begin(), target.record.begin() + static_cast<std::ptrdiff_t>(span));
+        for (int32_t field : c_.fields) {
+            Pairing& pairing = pairing_of(field);
+            if (pairing.copy != Copy::None) pairing.renderer.emplace(c_.pass.table, field);
+        }
         return true;
+    }
+
+    // Fields copied byte for byte need their rendering only where the copy declines.
+    bool takes_stored(int field) const override {
+        return pairings_[static_cast<size_t>(field)].copy != Copy::None;
     }
 
     void record(const std::vector<FieldValue>& values, const RecordFacts&) override {
@@ -57,22 +69,22 @@ class TableSink : public ListingSink {
         DbfTable& target = *target_;
         if (!blank_.empty()) std::memcpy(target.record.data(), blank_.data(), blank_.size());
         for (const FieldValue& value : values) {
-            const Pairing& pairing = pairing_of(value.field);
+            Pairing& pairing = pairings_[static_cast<size_t>(value.field)];
             if (pairing.index < 0) continue;
-            if (quick_ && pairing.same_decimal && copy_printed(source, value.field, target, pairing.index)) continue;
-            if (quick_ && pairing.same_whole && copy_whole(source, value.field, target, pairing.index)) continue;
+            if (copy_stored(pairing, source, value.field, target)) continue;
+            const std::string_view text = value.stored ? pairing.renderer->render(source) : value.text;
             if (quick_ && pairing.text_width > 0) {
                 // A text field takes the text up to its first NUL, as much as it holds.
-                const std::string_view text = value.text.substr(0, value.text.find('\0'));
-                const size_t count = std::min(text.size(), pairing.text_width);
+                const std::string_view cut = text.substr(0, text.find('\0'));
+                const size_t count = std::min(cut.size(), pairing.text_width);
                 uint8_t* to = dbf_field_ptr(target, pairing.index, static_cast<int>(count));
-                if (to != nullptr && count > 0) std::memcpy(to, text.data(), count);
+                if (to != nullptr && count > 0) std::memcpy(to, cut.data(), count);
                 continue;
             }
             // The source field alone decides whether a number goes along; only a
             // numeric target takes it.
             double number = pairing.number ? dbf_field_number(source, value.field) : 0.0;
-            text_.assign(value.text);  // the stores take a C string
+            text_.assign(text);  // the stores take a C string
             (void)dbf_field_set(target, pairing.index, text_.c_str(), number);  // what does not fit stays blank
         }
         // A target that takes no record shows it by its count; the listing goes on,
@@ -89,17 +101,68 @@ class TableSink : public ListingSink {
     }
 
   private:
+    // How a value may go over byte for byte, where the store would write the same.
+    enum class Copy {
+        None,
+        Decimal,  // N or F fields of one length and the same places, at least one
+        Whole,    // N or F fields of one length without places
+        Integer,  // I fields of four bytes
+        Logical,  // L fields of one byte
+        Date,     // D fields of eight bytes, the source rendering dates in their columns
+    };
+
     // Where a source field's values go.
     struct Pairing {
         int index = -2;       // the target's field of the same name, -1 if none; -2 until found
         bool number = false;  // the value goes along as a number too
-        // Both are N or F fields of one length and the same places, at least one.
-        bool same_decimal = false;
-        // Both are N or F fields of one length without places.
-        bool same_whole = false;
+        Copy copy = Copy::None;
         // The target is a text field this many bytes wide; 0 if it is not one.
         size_t text_width = 0;
+        // The source field's rendering where a copy declines.
+        std::optional<FieldRenderer> renderer;
     };
+
+    // The value of a copied field straight from the source's bytes; false where
+    // the store might write something else, and nothing is written.
+    bool copy_stored(const Pairing& pairing, const DbfTable& source, int field, DbfTable& target) const {
+        switch (pairing.copy) {
+            case Copy::None: return false;
+            case Copy::Decimal: return copy_printed(source, field, target, pairing.index);
+            case Copy::Whole: return copy_whole(source, field, target, pairing.index);
+            case Copy::Integer: return copy_bytes(source, field, target, pairing.index, 4);
+            case Copy::Logical: {
+                // The store keeps T, F, Y and N in capitals and blanks anything else.
+                const uint8_t* from = dbf_field_ptr(source, field, 1);
+                uint8_t* to = dbf_field_ptr(target, pairing.index, 1);
+                if (from == nullptr || to == nullptr) return false;
+                const uint8_t upper = *from >= 'a' && *from <= 'z' ? static_cast<uint8_t>(*from - 32) : *from;
+                *to = upper == 'T' || upper == 'F' || upper == 'Y' || upper == 'N' ? upper : ' ';
+                return true;
+            }
+            case Copy::Date: {
+                // Rendered in the date mode's columns and read back from them.
+                const uint8_t* d = dbf_field_ptr(source, field, 8);
+                if (d == nullptr) return false;
+                for (int i = 0; i < 8; ++i)
+                    if (d[i] < '0' || d[i] > '9') return false;
+                const int year = (d[0] - '0') * 1000 + (d[1] - '0') * 100 + (d[2] - '0') * 10 + (d[3] - '0');
+                const int month = (d[4] - '0') * 10 + (d[5] - '0'), day = (d[6] - '0') * 10 + (d[7] - '0');
+                if (year < 1902 || year > 2037 || year == 1969 || year == 1970 || month < 1 || month > 12 || day < 1 ||
+                    day > 31)
+                    return false;
+                return copy_bytes(source, field, target, pairing.index, 8);
+            }
+        }
+        return false;
+    }
+
+    static bool copy_bytes(const DbfTable& source, int field, DbfTable& target, int index, int width) {
+        const uint8_t* from = dbf_field_ptr(source, field, width);
+        uint8_t* to = dbf_field_ptr(target, index, width);
+        if (from == nullptr || to == nullptr) return false;
+        std::memcpy(to, from, static_cast<size_t>(width));
+        return true;
+    }
 
     // True if a memo field of the target takes the value of a selected field.
     bool takes_memo() {
@@ -151,7 +214,7 @@ class TableSink : public ListingSink {
         return true;
     }
 
-    const Pairing& pairing_of(int source_field) {
+    Pairing& pairing_of(int source_field) {
         const DbfTable& source = c_.pass.table;
         if (pairings_.empty()) pairings_.resize(static_cast<size_t>(source.field_count));
         Pairing& pairing = pairings_[static_cast<size_t>(source_field)];
@@ -163,15 +226,28 @@ class TableSink : public ListingSink {
             if (pairing.index >= 0) {
                 const FieldDesc& from = source.fields[static_cast<size_t>(source_field)];
                 const FieldDesc& to = target_->fields[static_cast<size_t>(pairing.index)];
-                auto decimal = [](char t) { return t == 'N' || t == 'F'; };
-                pairing.same_decimal = decimal(from.type) && decimal(to.type) && from.length == to.length &&
-                                       from.decimals == to.decimals && from.decimals > 0;
-                pairing.same_whole = decimal(from.type) && decimal(to.type) && from.length == to.length &&
-                                     from.decimals == 0 && to.decimals == 0;
                 if (to.type == 'C') pairing.text_width = static_cast<size_t>(dbf_wide_length(to));
+                if (quick_) pairing.copy = copy_of(source, source_field, from, to);
             }
         }
         return pairing;
+    }
+
+    // How values of `from` may go over to `to` byte for byte. Numbers go by their
+    // value; logicals and dates of an ANSI table go as their text turned to OEM.
+    Copy copy_of(const DbfTable& source, int field, const FieldDesc& from, const FieldDesc& to) const {
+        auto decimal = [](char t) { return t == 'N' || t == 'F'; };
+        if (decimal(from.type) && decimal(to.type) && from.length == to.length && from.decimals == to.decimals)
+            return from.decimals > 0 ? Copy::Decimal : Copy::Whole;
+        if (from.type == 'I' && to.type == 'I' && from.length == 4 && to.length == 4) return Copy::Integer;
+        if (source.settings.ansi_text) return Copy::None;
+        if (from.type == 'L' && to.type == 'L' && from.length == 1 && to.length == 1 && from.decimals == 0 &&
+            to.decimals == 0)
+            return Copy::Logical;
+        if (from.type == 'D' && to.type == 'D' && from.length == 8 && to.length == 8 &&
+            FieldRenderer(source, field).dates_in_columns())
+            return Copy::Date;
+        return Copy::None;
     }
 
     // Creates the target with the selected fields of the current table. Nothing is
