@@ -13,8 +13,13 @@
 
 namespace {
 
+// An unknown signature with memo fields reads as FoxPro.
 const char* memo_name(uint8_t signature) {
-    return signature == 0xF5 || signature == 0x30 ? "t.fpt" : signature == 0xE5 ? "t.smt" : "t.dbt";
+    switch (signature) {
+        case 0x03: case 0x83: case 0x04: case 0x8B: return "t.dbt";
+        case 0xE5: return "t.smt";
+        default: return "t.fpt";
+    }
 }
 
 MemoImage::Layout layout_of(uint8_t signature) {
@@ -108,6 +113,7 @@ TEST(MemoWrite, AppendsOrRefusesWithoutHarm) {
         {"dBase III 512 bytes take two blocks", 0x03, d3, 512, 1, 3, 512},
         {"dBase IV 505 bytes take two", 0x04, MemoImage(MemoImage::Dbase4, 512).bytes(), 505, 1, 3, 512},
         {"FoxPro 57 bytes take two of 64", 0xF5, fox, 57, 8, 10, 64},
+        {"unknown signature with memo fields: FoxPro", 0x99, fox, 3, 8, 9, 64},
         {"binary block number in Visual FoxPro", 0x30, fox, 3, 8, 9, 64, 0, -1, {"NOTE", 'M', 4}},
         {"dBase IV next free block far out", 0x8B, with_bytes(MemoImage(MemoImage::Dbase4, 1).bytes(), 0, le32(far)),
          3, static_cast<int32_t>(far), far + 11, 0, far},
