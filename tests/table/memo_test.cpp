@@ -160,3 +160,25 @@ TEST(MemoWrite, AppendsOrRefusesWithoutHarm) {
         }
     }
 }
+
+// A new memo file: its header's next free block and block size, the rest zeros.
+TEST(MemoCreate, WritesTheHeaderOfEachKind) {
+    struct Case { MemoKind kind; int block_size; const char* name; size_t size; std::string start, block_word; };
+    const std::string zero2(2, '\0'), zero4(4, '\0');
+    const Case cases[] = {
+        {MemoKind::Dbase3, 128, "t.dbt", 512, le32(1) + zero4, zero4},
+        {MemoKind::VisualFoxPro, 1024, "t.fpt", 1024, be32(1) + zero2 + be16(1024), zero4},
+        {MemoKind::Dbase4, 100, "t.dbt", 512, le32(5) + zero4, le16(0x0102) + le16(100)},
+        {MemoKind::Dbase4, 0, "t.dbt", 512, le32(1) + zero4, le16(0x0102) + le16(512)},
+        {MemoKind::FoxPro, 70000, "t.fpt", 512, be32(1) + zero2 + be16(512), zero4},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.block_size);
+        ScratchDir dir;
+        ASSERT_TRUE(dbf_create_memo(test_fs(), dir.file("t.dbf"), c.kind, c.block_size));
+        const std::string bytes = dir.read(c.name);
+        EXPECT_EQ(bytes.size(), c.size);
+        EXPECT_EQ(bytes.substr(0, 8) + bytes.substr(18, 4), c.start + c.block_word);
+        EXPECT_EQ(bytes.find_first_not_of('\0', 22), std::string::npos);
+    }
+}
