@@ -85,3 +85,52 @@ TEST(RecordUpdater, GathersMemoTextsWithTheRecords) {
         EXPECT_EQ(dbf_memo_read(*after, 1), "text " + std::to_string(r));
     }
 }
+
+// Appended records join the filter and the order unjudged, and blocks of them leave
+// the bytes single appends leave.
+TEST(RecordAppender, BlocksLeaveTheBytesOfSingleAppendsAndJoinTheView) {
+    ScratchDir single;
+    single.write("t.dbf", numbered(5).bytes());
+    auto reference = open_table(single.file("t.dbf"));
+    for (int i = 0; i < 4; ++i) {
+        dbf_blank_record(*reference);
+        ASSERT_TRUE(dbf_store_text(*reference, 0, std::to_string(1000 + i).c_str()));
+        ASSERT_TRUE(dbf_append_record(*reference, false));
+    }
+    for (size_t block_records : {size_t{1}, size_t{3}}) {
+        ScratchDir dir;
+        dir.write("t.dbf", numbered(5).bytes());
+        auto table = open_table(dir.file("t.dbf"));
+        table->filter_index = std::vector<int32_t>{1, 3};
+        table->order_index = std::vector<int32_t>{1, 0};
+        RecordAppender appender(*table, block_records * table->header.record_length);
+        for (int i = 0; i < 4; ++i) {
+            dbf_blank_record(*table);
+            ASSERT_TRUE(dbf_store_text(*table, 0, std::to_string(1000 + i).c_str()));
+            ASSERT_TRUE(appender.add());
+        }
+        ASSERT_TRUE(appender.finish());
+        EXPECT_EQ(dir.read("t.dbf"), single.read("t.dbf"));
+        EXPECT_EQ(*table->filter_index, (std::vector<int32_t>{1, 3, 5, 6, 7, 8}));
+        EXPECT_EQ(*table->order_index, (std::vector<int32_t>{1, 0, 2, 3, 4, 5}));
+    }
+}
+
+// Marks change only records whose mark differs, inside a run or not, and leave the
+// record buffer alone.
+TEST(RecordUpdater, MarksWriteOnlyWhatChanges) {
+    ScratchDir dir;
+    TableImage image = numbered(6);
+    dir.write("t.dbf", image.bytes());
+    auto table = open_table(dir.file("t.dbf"));
+    dbf_blank_record(*table);
+    const std::vector<uint8_t> buffer = table->record;
+    RecordUpdater updater(*table);
+    for (auto [position, mark] : {std::pair{1, '*'}, {2, ' '}, {3, '*'}, {3, ' '}, {4, '*'}, {4, '*'}})
+        EXPECT_TRUE(updater.mark(position, static_cast<uint8_t>(mark)));
+    EXPECT_FALSE(updater.mark(6, '*'));
+    EXPECT_TRUE(updater.finish());
+    image.records[1][0] = image.records[4][0] = '*';
+    EXPECT_EQ(dir.read("t.dbf"), image.bytes());
+    EXPECT_EQ(table->record, buffer);
+}
