@@ -335,8 +335,14 @@ std::string dbf_field_name(const DbfTable& table, int field) {
 }
 
 int dbf_find_field(const DbfTable& table, const char* name) {
-    for (int i = 0; i < table.field_count; ++i)
-        if (strcasecmp(dbf_field_name(table, i).c_str(), name) == 0) return i;
+    // Compared where the names stand: a table of a couple of thousand fields is
+    // looked through once for each of its fields by a listing into another table.
+    const size_t length = std::strlen(name);
+    for (int i = 0; i < table.field_count; ++i) {
+        const char* stored = table.fields[i].name;
+        if (strnlen(stored, sizeof(table.fields[i].name)) == length && strncasecmp(stored, name, length) == 0)
+            return i;
+    }
     return -1;
 }
 

@@ -26,12 +26,10 @@ constexpr long long kNoEnd = 1LL << 40;
 
 }  // namespace
 
-InProcessResult run_in_process(const ScratchDir& dir, const std::vector<std::string>& args, long long write_budget,
-                               bool frozen) {
+InProcessResult run_in_process(const ScratchDir& dir, const std::vector<std::string>& args, long long write_budget) {
     InProcessResult result;
     FileSystem fs(dir.path());
     fs.write_budget = write_budget;
-    fs.budget_freezes = frozen;
     result.status = run_over(fs, args, result.out);
     return result;
 }

@@ -1,8 +1,7 @@
 // tests/support/transcript_test.cpp
 //
-// Runs every transcript (*.t) under tests/, and the tutorial of README.md: the real
-// program, in a fresh directory per case, with TZ=UTC and a umask of 002; its standard
-// error must stay empty.
+// Runs every transcript (*.t) under tests/: the real program, in a fresh directory
+// per case, with TZ=UTC and a umask of 002; its standard error must stay empty.
 //
 // A transcript is made of paragraphs separated by blank lines; lines whose first
 // non-blank character is '#' are comments. A paragraph with a command line is a case;
@@ -53,6 +52,7 @@
 #include <map>
 #include <ostream>
 #include <stdexcept>
+#include <tuple>
 #include <sys/stat.h>
 
 #include <gtest/gtest.h>
@@ -120,17 +120,18 @@ std::string render(std::string_view bytes) {
     std::string out;
     for (size_t start = 0; start < bytes.size();) {
         const size_t end = std::min(bytes.find('\n', start), bytes.size());
+        const std::string_view line = bytes.substr(start, end - start);
         std::string escaped;
         bool plain = true;
-        for (const char c : bytes.substr(start, end - start)) {
+        for (const char c : line) {
             const auto u = static_cast<unsigned char>(c);
+            const bool odd = (u < 0x20 && c != '\t') || u >= 0x7F;
             char hex[5];
             std::snprintf(hex, sizeof hex, "\\x%02X", u);
-            plain = plain && !((u < 0x20 && c != '\t') || u >= 0x7F);
-            escaped += c == '\\' ? std::string("\\\\") : (u < 0x20 && c != '\t') || u >= 0x7F ? hex : std::string(1, c);
+            plain = plain && !odd;
+            escaped += c == '\\' ? std::string("\\\\") : odd ? hex : std::string(1, c);
         }
-        const std::string line(bytes.substr(start, end - start));
-        out += line.empty() ? ">" : plain ? "> " + line : "> " + escaped + " (esc)";
+        out += line.empty() ? ">" : plain ? "> " + std::string(line) : "> " + escaped + " (esc)";
         out += end == bytes.size() ? " (no-eol)\n" : "\n";
         start = end + 1;
     }
@@ -142,8 +143,6 @@ struct Pattern {
     std::vector<std::string> pieces{""};
     std::string source;  // the lines as written
 
-    void add(const std::string& text) { pieces.back() += text; }
-    std::string text() const { return pieces[0]; }
     bool matches(std::string_view s, size_t k = 0) const {
         if (s.substr(0, pieces[k].size()) != pieces[k]) return false;
         if (k + 1 == pieces.size()) return s.size() == pieces[k].size();
@@ -155,8 +154,6 @@ struct Pattern {
 
 // A setup step or a check: kind is file, chmod, no, same, mode, dbfread, sqlite, browser or memory.
 struct Step {
-    Step(int line_, std::string kind_, std::string name_, std::string arg_ = "")
-        : line(line_), kind(std::move(kind_)), name(std::move(name_)), arg(std::move(arg_)) {}
     int line;
     std::string kind, name, arg;
     Pattern bytes;
@@ -178,13 +175,12 @@ struct Case {
 
 class Reader {
   public:
-    Reader(const std::string& path, const std::string& shown) : shown_(shown) {
-        std::ifstream in(path);
+    explicit Reader(const std::string& path) : path_(path) {
+        std::ifstream in(std::string(TRUG_SOURCE_DIR) + "/" + path);
         for (std::string line; std::getline(in, line);) lines_.push_back(line);
     }
 
     std::vector<Case> cases() {
-        if (shown_.ends_with(".md")) return tutorial();
         std::vector<Case> out;
         for (std::vector<Step> shared;;) {
             while (at_ < lines_.size() && (blank() || comment())) ++at_;
@@ -201,49 +197,16 @@ class Reader {
         }
     }
 
-    // The console blocks of a Markdown file: "$ trugtool ..." and "$ cat FILE" with
-    // the lines they print, in order in one directory holding the sample tables.
-    std::vector<Case> tutorial() {
-        Case c;
-        std::vector<std::string> names;
-        for (const auto& entry : std::filesystem::directory_iterator(std::string(TRUG_SOURCE_DIR) + "/examples"))
-            names.push_back(entry.path().filename().string());
-        std::sort(names.begin(), names.end());
-        for (const std::string& name : names) {
-            c.setup.emplace_back(0, "file", name);
-            c.setup.back().bytes.add(copy_of(name));
-        }
-        Pattern* out = nullptr;
-        for (bool in_block = false; at_ < lines_.size(); ++at_) {
-            if (line() == "```console" || line() == "```") in_block = line() != "```";
-            else if (!in_block) continue;
-            else if (line().starts_with("$ trugtool ")) {
-                c.commands.emplace_back();
-                c.commands.back().line = static_cast<int>(at_ + 1);
-                c.commands.back().args = split_words(line().substr(11));
-                out = &c.commands.back().out;
-            } else if (line().starts_with("$ cat ") && !c.commands.empty()) {
-                c.commands.back().checks.emplace_back(static_cast<int>(at_ + 1), "file", std::string(line().substr(6)));
-                out = &c.commands.back().checks.back().bytes;
-            } else if (line().starts_with("$") || out == nullptr) {
-                fail("a tutorial runs only trugtool and cat");
-            } else {
-                out->add(std::string(line()) + "\n");
-                out->source += "> " + std::string(line()) + "\n";
-            }
-        }
-        return {c};
-    }
-
   private:
-    std::string shown_;
+    std::string path_;
     std::vector<std::string> lines_;
     size_t at_ = 0;
     std::vector<Step> local_;  // what the paragraph read so far sets up
 
     [[noreturn]] void fail(const std::string& what) const {
-        throw std::runtime_error(shown_ + ":" + std::to_string(at_ + 1) + ": " + what);
+        throw std::runtime_error(path_ + ":" + std::to_string(at_ + 1) + ": " + what);
     }
+    int here() const { return static_cast<int>(at_ + 1); }
     std::string_view line() const { return lines_[at_]; }
     std::string_view trimmed() const { return line().substr(std::min(line().find_first_not_of(' '), line().size())); }
     bool blank() const { return trimmed().empty(); }
@@ -258,10 +221,7 @@ class Reader {
     }
 
     Command command() {
-        Command c;
-        c.line = static_cast<int>(at_ + 1);
-        c.nobody = line()[0] == 'n';
-        c.args = split_words(line().substr(line().find('$') + 1));
+        Command c{here(), line()[0] == 'n', split_words(line().substr(line().find('$') + 1))};
         ++at_;
         c.out = block();
         if (at_ < lines_.size() && line().starts_with("[")) c.status = std::stoi(std::string(line().substr(1))), ++at_;
@@ -278,14 +238,10 @@ class Reader {
         for (; at_ < lines_.size() && (line().starts_with(">") || line() == "..."); ++at_) {
             p.source += std::string(line()) + "\n";
             std::string_view text = line().substr(line().starts_with("> ") ? 2 : 1);
-            const auto suffix = [&](std::string_view mark) {
-                const bool has = text.size() >= mark.size() && text.substr(text.size() - mark.size()) == mark;
-                if (has) text.remove_suffix(mark.size());
-                return has;
-            };
+            const auto suffix = [&](std::string_view mark) { return text.ends_with(mark) && (text.remove_suffix(mark.size()), true); };
             const bool eol = !suffix(" (no-eol)");
             if (line() == "...") p.pieces.emplace_back();
-            else p.add((suffix(" (esc)") ? unescape(text) : std::string(text)) + (eol ? "\n" : ""));
+            else p.pieces.back() += (suffix(" (esc)") ? unescape(text) : std::string(text)) + (eol ? "\n" : "");
         }
         return p;
     }
@@ -295,7 +251,7 @@ class Reader {
         const size_t colon = raw.starts_with("table ") ? std::min(raw.find(':'), raw.size()) : raw.size();
         const std::vector<std::string> w = split_words(raw.substr(0, colon));
         const std::string& kind = w[0];
-        Step s{static_cast<int>(at_ + 1), kind, w.size() > 1 ? w[1] : "", w.size() > 2 ? w[2] : ""};
+        Step s{here(), kind, w.size() > 1 ? w[1] : "", w.size() > 2 ? w[2] : ""};
         ++at_;
         if (kind == "table") return table(w, raw.substr(std::min(colon + 1, raw.size())));
         if (kind == "file" || (check && (kind == "dbfread" || kind == "sqlite" || kind == "browser"))) {
@@ -303,26 +259,25 @@ class Reader {
             s.bytes = block();
             return {s};
         }
-        if (kind == "copy") {
-            Step file(s.line, "file", s.arg.empty() ? s.name : s.arg);
-            file.bytes.add(copy_of(s.name));
-            return {file};
-        }
-        if (!check && kind == "chmod") return {{s.line, kind, s.arg, s.name}};
-        if (check && (kind == "mode" || kind == "memory"))
-            return {{s.line, kind, kind == "mode" ? s.arg : "", s.name}};
-        if (check && (kind == "no" || kind == "same")) {
-            std::vector<Step> each;
-            for (size_t i = 1; i < w.size(); ++i) each.push_back({s.line, kind, w[i]});
-            return each;
-        }
+        if (kind == "copy") return {file(s.line, s.arg.empty() ? s.name : s.arg, copy_of(s.name))};
+        if ((!check && kind == "chmod") || (check && kind == "mode")) return {{s.line, kind, s.arg, s.name}};
+        if (check && kind == "memory") return {{s.line, kind, "", s.name}};
+        std::vector<Step> each;
+        for (size_t i = 1; check && (kind == "no" || kind == "same") && i < w.size(); ++i) each.push_back({s.line, kind, w[i]});
+        if (!each.empty()) return each;
         --at_;
         fail(std::string("not a ") + (check ? "check" : "setup") + " line");
     }
 
+    static Step file(int line, const std::string& name, const std::string& bytes) {
+        Step s{line, "file", name};
+        s.bytes.pieces[0] = bytes;
+        return s;
+    }
+
     std::string copy_of(const std::string& name) const {
         for (const Step& s : local_)
-            if (s.kind == "file" && s.name == name) return s.bytes.text();
+            if (s.kind == "file" && s.name == name) return s.bytes.pieces[0];
         const std::string path = std::string(TRUG_SOURCE_DIR) + "/examples/" + name;
         if (!file_exists(path)) fail("nothing to copy by the name " + name);
         return read_file(path);
@@ -330,12 +285,18 @@ class Reader {
 
     // A table and its memo file, from the `table` line and the lines below it.
     std::vector<Step> table(const std::vector<std::string>& head, std::string_view fields) {
-        const int first = static_cast<int>(at_);
+        const int first = here() - 1;
         TableImage t;
+        const auto set_date = [&](int year, int month, int day) {
+            while (year > 255) year -= 100;  // the header's year byte
+            t.year = static_cast<uint8_t>(year), t.month = static_cast<uint8_t>(month), t.day = static_cast<uint8_t>(day);
+        };
         for (size_t i = 2; i < head.size(); ++i) {
-            const size_t eq = head[i].find('=');
-            const std::string key = head[i].substr(0, eq), value = eq == std::string::npos ? "" : head[i].substr(eq + 1);
+            const size_t eq = std::min(head[i].find('='), head[i].size());
+            const std::string key = head[i].substr(0, eq), value = head[i].substr(std::min(eq + 1, head[i].size()));
             const auto hex = [&] { return static_cast<uint8_t>(std::stoi(value, nullptr, 16)); };
+            std::tm now{};
+            const std::time_t clock = std::time(nullptr);
             if (key == "sig") t.signature = hex();
             else if (key == "flags") t.table_flags = hex();
             else if (key == "cp") t.code_page_mark = hex();
@@ -343,8 +304,9 @@ class Reader {
             else if (key == "header") t.header_length = static_cast<uint16_t>(std::stoi(value));
             else if (key == "reclen") t.record_length = static_cast<uint16_t>(std::stoi(value));
             else if (key == "noeof") t.end_mark = false;
-            else if (key == "date") set_date(t, value);
-            else fail("unknown table attribute " + key);
+            else if (key == "date" && value == "today" && gmtime_r(&clock, &now)) set_date(now.tm_year, now.tm_mon + 1, now.tm_mday);
+            else if (int y, m, d; key == "date" && std::sscanf(value.c_str(), "%d-%d-%d", &y, &m, &d) == 3) set_date(y - 1900, m, d);
+            else fail("unknown table attribute " + head[i]);
         }
         for (std::string_view field : split_at(fields, ',')) {
             const std::vector<std::string> f = split_words(field);
@@ -372,8 +334,8 @@ class Reader {
                 t.add(values, keyword == "del");
             } else if (keyword == "memo") {
                 const std::vector<std::string> m = split_words(rest);
-                const auto layout = m[0] == "fpt" ? MemoImage::FoxPro : m[0] == "dbt4" ? MemoImage::Dbase4 : MemoImage::Dbase3;
-                memo.emplace(layout, m.size() > 1 ? std::stoi(m[1]) : 512);
+                memo.emplace(m[0] == "fpt" ? MemoImage::FoxPro : m[0] == "dbt4" ? MemoImage::Dbase4 : MemoImage::Dbase3,
+                             m.size() > 1 ? std::stoi(m[1]) : 512);
                 memo_name = head[1].substr(0, head[1].rfind('.')) + (m[0] == "fpt" ? ".fpt" : ".dbt");
             } else if (keyword == "text" && memo) {
                 memo->add(unescape(rest));
@@ -385,23 +347,9 @@ class Reader {
                 fail("not a line of a table");
             }
         }
-        std::vector<Step> files(1, Step{first, "file", head[1]});
-        files[0].bytes.add(bytes.empty() ? t.bytes() : bytes);
-        if (memo) files.push_back({first, "file", memo_name}), files[1].bytes.add(memo->bytes());
+        std::vector<Step> files{file(first, head[1], bytes.empty() ? t.bytes() : bytes)};
+        if (memo) files.push_back(file(first, memo_name, memo->bytes()));
         return files;
-    }
-
-    void set_date(TableImage& t, const std::string& value) const {
-        std::tm date{};
-        const std::time_t now = std::time(nullptr);
-        if (value == "today") gmtime_r(&now, &date);
-        else if (std::sscanf(value.c_str(), "%d-%d-%d", &date.tm_year, &date.tm_mon, &date.tm_mday) == 3)
-            date.tm_year -= 1900, date.tm_mon -= 1;
-        else fail("a date is YYYY-MM-DD or today");
-        while (date.tm_year > 255) date.tm_year -= 100;  // the header's year byte
-        t.year = static_cast<uint8_t>(date.tm_year);
-        t.month = static_cast<uint8_t>(date.tm_mon + 1);
-        t.day = static_cast<uint8_t>(date.tm_mday);
     }
 };
 
@@ -432,7 +380,7 @@ void run_case(const Case& c, const std::string& path) {
     ScratchDir dir;
     for (const Step& s : c.setup) {
         const std::string file = dir.file(s.name);
-        if (s.kind == "file") fs::create_directories(fs::path(file).parent_path()), dir.write(s.name, s.bytes.text());
+        if (s.kind == "file") fs::create_directories(fs::path(file).parent_path()), dir.write(s.name, s.bytes.pieces[0]);
         else if (s.kind == "chmod") chmod(file.c_str(), static_cast<mode_t>(std::stoul(s.arg, nullptr, 8)));
     }
     for (const Command& command : c.commands) {
@@ -453,54 +401,40 @@ void run_case(const Case& c, const std::string& path) {
 // One test per case, named by its transcript and the line of its first command. A
 // transcript that can't be read becomes one failing test.
 struct Where {
-    std::string path;
-    size_t index;
-    int line;
+    std::string path, error;
+    Case c;
+    int line = 0;
 };
 
 void PrintTo(const Where& where, std::ostream* out) { *out << where.path << ":" << where.line; }
 
-std::vector<Case> read_cases(const std::string& path) {
-    return Reader(std::string(TRUG_SOURCE_DIR) + "/" + path, path).cases();
-}
-
 std::vector<Where> all_cases() {
-    std::vector<std::string> paths = {"README.md"};
-    for (const auto& entry : fs::recursive_directory_iterator(fs::path(TRUG_SOURCE_DIR) / "tests"))
-        if (entry.path().extension() == ".t") paths.push_back(fs::relative(entry.path(), TRUG_SOURCE_DIR).string());
-    std::sort(paths.begin(), paths.end());
     std::vector<Where> found;
-    for (const std::string& path : paths) {
+    for (const auto& entry : fs::recursive_directory_iterator(fs::path(TRUG_SOURCE_DIR) / "tests")) {
+        if (entry.path().extension() != ".t") continue;
+        const std::string path = fs::relative(entry.path(), TRUG_SOURCE_DIR).string();
         try {
-            const std::vector<Case> cases = read_cases(path);
-            for (size_t i = 0; i < cases.size(); ++i) found.push_back({path, i, cases[i].commands[0].line});
-        } catch (const std::exception&) {
-            found.push_back({path, SIZE_MAX, 0});
+            for (Case& c : Reader(path).cases()) found.push_back({path, "", c, c.commands[0].line});
+        } catch (const std::exception& e) {
+            found.push_back({path, e.what()});
         }
     }
+    std::sort(found.begin(), found.end(), [](const Where& a, const Where& b) { return std::tie(a.path, a.line) < std::tie(b.path, b.line); });
     return found;
 }
 
 class Transcript : public testing::TestWithParam<Where> {};
 
 TEST_P(Transcript, Case) {
-    const Where& where = GetParam();
-    std::vector<Case> cases;
-    try {
-        cases = read_cases(where.path);
-    } catch (const std::exception& e) {
-        FAIL() << e.what();
-    }
-    ASSERT_LT(where.index, cases.size()) << where.path << " changed while the tests ran";
+    ASSERT_EQ(GetParam().error, "");
     const mode_t mask = umask(002);
-    run_case(cases[where.index], where.path);
+    run_case(GetParam().c, GetParam().path);
     umask(mask);
 }
 
 INSTANTIATE_TEST_SUITE_P(Files, Transcript, testing::ValuesIn(all_cases()), [](const auto& info) {
     const std::string& path = info.param.path;
-    const size_t from = path.starts_with("tests/") ? 6 : 0;
-    std::string name = path.substr(from, path.rfind('.') - from) + "_" + std::to_string(info.param.line);
+    std::string name = path.substr(6, path.rfind('.') - 6) + "_" + std::to_string(info.param.line);
     std::replace_if(name.begin(), name.end(), [](char c) { return !std::isalnum(static_cast<unsigned char>(c)); }, '_');
     return name;
 });
