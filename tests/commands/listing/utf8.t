@@ -12,7 +12,7 @@ table plain.dbf: W C 2
 table cz.dbf cp=68: W C 2
   row \xE1
 
-$ ru.dbf /UTF8 /HDR /S:* /HDR- /FIELDS /MEMO:text /RANGE:1 /S:*
+$ ru.dbf /UTF8 /HDR /S:* /HDR- /FIELDS /MEMO:TEXT /RANGE:1 /S:*
 > ИМЯ     |CITY    |N     |D       |L|NOTE      |
 > Ольга   |Москва  |  1.50|20010314|T|Full memo |
 > Иван    |Тверь   |  0.00|        |?|Empty memo|
