@@ -127,11 +127,14 @@ TEST(Condition, LimitsMakeTheConditionFalse) {
     // A clause of 1024 characters makes the whole condition false, not only itself.
     EXPECT_EQ(staff.judge("AGE>40|AGE>1" + std::string(1018, ' ')), 1);
     EXPECT_EQ(staff.judge("AGE>40|AGE>1" + std::string(1019, ' ')), 0);
-    // A boolean text beyond the calculator's 79 characters.
+    // A boolean text beyond the calculator's 79 characters, and beyond 1023.
     std::string forty = "AGE>1";
     for (int i = 1; i < 40; ++i) forty += "&AGE>1";
     EXPECT_EQ(staff.judge(forty), 1);
     EXPECT_EQ(staff.judge(forty + "&AGE>1"), 0);
+    std::string many = "AGE>1";
+    for (int i = 0; i < 700; ++i) many += "|AGE>1";
+    EXPECT_EQ(staff.judge(many), 0);
     EXPECT_EQ(staff.judge(std::string(5000, '&')), 0);
 }
 
