@@ -4,6 +4,7 @@
 // BORN D 19610314, and a few fields for the odder cases.
 #include <gtest/gtest.h>
 
+#include <bitset>
 #include <cmath>
 #include <cstring>
 #include <string>
@@ -146,11 +147,7 @@ TEST(Cond, ASeriesOfRecordsJudgesAsEachAlone) {
     ScratchDir dir;
     TableImage image;
     image.fields = {{"A", 'N', 1}, {"B", 'N', 1}, {"C", 'N', 1}, {"D", 'N', 1}, {"E", 'N', 1}};
-    for (int bits = 0; bits < 32; ++bits) {
-        std::vector<std::string> values;
-        for (int k = 0; k < 5; ++k) values.push_back(std::to_string((bits >> k) & 1));
-        image.add(values);
-    }
+    for (int bits = 0; bits < 32; ++bits) image.records.push_back(" " + std::bitset<5>(bits).to_string());
     dir.write("t.dbf", image.bytes());
     auto table = open_table(dir.file("t.dbf"));
     ASSERT_NE(table, nullptr);
