@@ -50,3 +50,10 @@ $ t.dbf /FIELD:QTY=QTY+1 /APPEND:3 /S:*
 >         |  0.00|  1|
 >         |  0.00|  1|
 >         |  0.00|  1|
+
+# A new record's date-time of eight bytes is binary zeros, one of fourteen blanks.
+table s.dbf sig=30: T T 8, U T 14
+$ s.dbf /APPEND:1 /COUNT
+> 1
+table s.dbf sig=30 date=today: T T 8, U T 14
+  row \0\0\0\0\0\0\0\0|

@@ -68,3 +68,14 @@ browser page.htm
 > link=mailto:ann@example.org|ann@example.org
 > link=mailto:bob@x.org|<bob@x.org>
 > link=http://www.x.org|www.x.org
+
+# Only "www." and "ftp." at the start of a word open an address.
+table w.dbf: W C 12
+  row wax fig
+  row see www.a.b
+$ w.dbf /OUT:w.htm /S:W
+file w.htm
+> <table width="100%" border="1" cellspacing="1" cellpadding="1">
+> <tr valign=top><td>wax fig </td></tr>
+> <tr valign=top><td>see <a href="http://www.a.b">www.a.b</a> </td></tr>
+> </table>

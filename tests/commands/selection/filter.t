@@ -67,3 +67,13 @@ $ s.dbf /FILTER:AGE>40 /DELETE:all /CLEAR /DEL /S:NAME
 >  |dan  |
 > *|abe  |
 > *|eve  |
+
+# Under /TRIM:left an order's keys lose the blanks in front and nothing else.
+table k.dbf: A C 3
+  row ca
+  row  ab
+  row bz
+$ k.dbf /TRIM:left /ORDER:A /S:A
+> ab|
+> bz |
+> ca |
