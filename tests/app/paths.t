@@ -14,12 +14,8 @@ table b.dbf: NAME C 10, AGE N 3
   row 3|3
   row 4|4
 
-table h/a.dbf: NAME C 10, AGE N 3
-  row 0|0
-  row 1|1
-  row 2|2
-
-copy h/a.dbf h/version
+copy a.dbf h/a.dbf
+copy a.dbf h/version
 
 file h/c.lst
 > /COUNT

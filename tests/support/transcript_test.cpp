@@ -111,15 +111,12 @@ std::string render(std::string_view bytes) {
     for (size_t start = 0; start < bytes.size(); start = std::min(bytes.find('\n', start), bytes.size()) + 1) {
         const std::string_view line = bytes.substr(start, bytes.find('\n', start) - start);
         std::string escaped;
-        bool plain = true;
         for (const char c : line) {
-            const auto u = static_cast<unsigned char>(c);
             char hex[5];
-            std::snprintf(hex, sizeof hex, "\\x%02X", u);
-            plain = plain && ((u >= 0x20 && u < 0x7F) || c == '\t');
-            escaped += c == '\\' ? std::string("\\\\") : (u >= 0x20 && u < 0x7F) || c == '\t' ? std::string(1, c) : hex;
+            std::snprintf(hex, sizeof hex, "\\x%02X", static_cast<unsigned char>(c));
+            escaped += c == '\\' ? "\\\\" : (c >= 0x20 && c < 0x7F) || c == '\t' ? std::string(1, c) : std::string(hex);
         }
-        out += line.empty() ? ">" : plain ? "> " + std::string(line) : "> " + escaped + " (esc)";
+        out += line.empty() ? ">" : "> " + escaped + (escaped == line ? "" : " (esc)");
         out += start + line.size() == bytes.size() ? " (no-eol)\n" : "\n";
     }
     return out.empty() ? "(nothing)\n" : out;
