@@ -156,8 +156,11 @@ struct Case {
     std::string error{};  // why the transcript could not be read
 };
 
-class Reader {
-  public:
+struct Reader {
+    std::string path_;
+    std::vector<std::string> lines_;
+    size_t at_ = 0;
+
     explicit Reader(std::string path) : path_(std::move(path)) {
         std::ifstream in(std::string(TRUG_SOURCE_DIR) + "/" + path_);
         for (std::string line; std::getline(in, line);) lines_.push_back(line);
@@ -181,11 +184,6 @@ class Reader {
         }
         return out;
     }
-
-  private:
-    std::string path_;
-    std::vector<std::string> lines_;
-    size_t at_ = 0;
 
     [[noreturn]] void fail(const std::string& what) const {
         throw std::runtime_error(path_ + ":" + std::to_string(at_ + 1) + ": " + what);
@@ -356,12 +354,9 @@ void run_case(const Case& c) {
         } else if (s.kind == "file") {
             if (dir.exists(s.name())) compare(s.name(), dir.read(s.name()));
             else fail(s.name() + " is missing");
-        } else if (s.kind == "dbfread") {
-            compare("dbfread's view of " + s.name(), dbfread_view(file));
-        } else if (s.kind == "sqlite") {
-            compare("sqlite3's rows", sqlite_rows(file, s.arg));
-        } else if (s.kind == "browser") {
-            compare("the browser's view of " + s.name(), browser_view(file));
+        } else if (s.kind == "dbfread" || s.kind == "sqlite" || s.kind == "browser") {
+            compare(s.kind + "'s view of " + s.name(), s.kind == "dbfread" ? dbfread_view(file)
+                                                        : s.kind == "sqlite" ? sqlite_rows(file, s.arg) : browser_view(file));
         } else if (s.kind == "mode" && (stat(file.c_str(), &st) != 0 || (st.st_mode & 0777) != std::stoul(s.words[1], nullptr, 8))) {
             fail("the mode of " + s.name() + " is not " + s.words[1]);
         } else if (s.kind == "memory" && run.max_rss_kb > ScratchDir().run({"/VERSION"}).max_rss_kb + std::stol(s.words[1]) * 1024) {
