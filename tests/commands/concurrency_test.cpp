@@ -20,23 +20,19 @@ namespace {
 using namespace std::chrono_literals;
 
 // A classic fcntl lock on the whole file, held by this test process as another
-// program would hold it.
-class ClassicLock {
-  public:
-    explicit ClassicLock(const std::string& path) : fd_(open(path.c_str(), O_RDWR)) {
-        struct flock lock{};
+// program would hold it; closing the descriptor drops it.
+struct ClassicLock {
+    int fd;
+    explicit ClassicLock(const std::string& path) : fd(open(path.c_str(), O_RDWR)) {
+        struct flock lock{};  // from offset 0 to the end
         lock.l_type = F_WRLCK;
-        lock.l_whence = SEEK_SET;
-        EXPECT_EQ(fcntl(fd_, F_SETLK, &lock), 0);
+        EXPECT_EQ(fcntl(fd, F_SETLK, &lock), 0);
     }
     ~ClassicLock() { release(); }
     void release() {
-        if (fd_ >= 0) close(fd_);  // closing drops a classic lock
-        fd_ = -1;
+        if (fd >= 0) close(fd);
+        fd = -1;
     }
-
-  private:
-    int fd_;
 };
 
 uint32_t header_count(const std::string& bytes) {
@@ -47,10 +43,16 @@ uint32_t header_count(const std::string& bytes) {
 
 std::string sample(const char* name) { return read_file(std::string(TRUG_SOURCE_DIR) + "/examples/" + name); }
 
-TableImage small_table() {
+// A directory holding the example staff table and its memo file.
+void lay_out_staff(const ScratchDir& dir) {
+    for (const char* name : {"staff.dbf", "staff.dbt"}) dir.write(name, sample(name));
+}
+
+// NAME C 6 with these records.
+TableImage names(std::initializer_list<const char*> rows) {
     TableImage t;
     t.fields = {{"NAME", 'C', 6}};
-    t.add({"FIRST"});
+    for (const char* row : rows) t.add({row});
     return t;
 }
 
@@ -58,8 +60,7 @@ TableImage small_table() {
 
 TEST(Concurrency, TwoAppendingRunsLoseNoRecord) {
     ScratchDir dir;
-    dir.write("staff.dbf", sample("staff.dbf"));
-    dir.write("staff.dbt", sample("staff.dbt"));
+    lay_out_staff(dir);
     {
         Started a(dir, {"staff.dbf", "/FIELD:NAME=\"A\"", "/APPEND:5000"});
         Started b(dir, {"staff.dbf", "/FIELD:NAME=\"B\"", "/APPEND:5000"});
@@ -73,25 +74,23 @@ TEST(Concurrency, TwoAppendingRunsLoseNoRecord) {
     EXPECT_EQ(dbf_record_count(*table), 10005);
     EXPECT_EQ(header_count(bytes), 10005u);
     EXPECT_EQ(bytes.size(), table->header.header_length + 10005 * length + 1) << "no torn record, one end mark";
-    int a = 0, b = 0;
-    const std::string blank(length - 21, ' ');
+    int of[2] = {0, 0};
     for (int32_t i = 5; i < 10005; ++i) {
         ASSERT_TRUE(dbf_read_physical(*table, i));
         std::string record(reinterpret_cast<const char*>(table->record.data()), length);
-        if (record == " A" + std::string(19, ' ') + blank) ++a;
-        else if (record == " B" + std::string(19, ' ') + blank) ++b;
-        else ADD_FAILURE() << "record " << i << " is not whole: " << record;
+        char who = record[1];
+        EXPECT_EQ(record, std::string(" ") + who + std::string(length - 2, ' ')) << "record " << i << " is not whole";
+        if (who == 'A' || who == 'B') ++of[who - 'A'];
     }
-    EXPECT_EQ(a, 5000);
-    EXPECT_EQ(b, 5000);
+    EXPECT_EQ(of[0], 5000);
+    EXPECT_EQ(of[1], 5000);
 }
 
 TEST(Concurrency, ARunWaitsForAnotherProgramsLockOnTableOrMemo) {
     for (const char* locked : {"staff.dbf", "staff.dbt"}) {
         SCOPED_TRACE(locked);
         ScratchDir dir;
-        dir.write("staff.dbf", sample("staff.dbf"));
-        dir.write("staff.dbt", sample("staff.dbt"));
+        lay_out_staff(dir);
         ClassicLock lock(dir.file(locked));
         int out[2];
         ASSERT_EQ(pipe(out), 0);
@@ -111,18 +110,15 @@ TEST(Concurrency, ARunWaitsForAnotherProgramsLockOnTableOrMemo) {
 
 TEST(Concurrency, ATableReplacedDuringTheWaitIsOpenedAgain) {
     ScratchDir dir;
-    dir.write("t.dbf", small_table().bytes());
+    dir.write("t.dbf", names({"FIRST"}).bytes());
     ClassicLock lock(dir.file("t.dbf"));
     Started run(dir, {"t.dbf", "/FIELD:NAME=\"LAST\"", "/APPEND:1"});
     std::this_thread::sleep_for(200ms);
     // What a sort by another program does: a new file under the table's name.
-    TableImage replaced = small_table();
-    replaced.add({"SECOND"});
-    dir.write("new.dbf", replaced.bytes());
+    dir.write("new.dbf", names({"FIRST", "SECOND"}).bytes());
     ASSERT_EQ(std::rename(dir.file("new.dbf").c_str(), dir.file("t.dbf").c_str()), 0);
     lock.release();
     EXPECT_EQ(run.wait(), 0);
-    replaced.add({"LAST"});
     EXPECT_EQ(header_count(dir.read("t.dbf")), 3u);
-    EXPECT_EQ(dir.read("t.dbf").substr(32), replaced.bytes().substr(32));
+    EXPECT_EQ(dir.read("t.dbf").substr(32), names({"FIRST", "SECOND", "LAST"}).bytes().substr(32));
 }

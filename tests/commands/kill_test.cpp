@@ -11,7 +11,6 @@
 // random moments of runs over a larger table, where a kill may also fall inside a write.
 #include <algorithm>
 #include <chrono>
-#include <cstdio>
 #include <cstring>
 #include <random>
 #include <set>
@@ -37,7 +36,7 @@ enum class Promise {
 
 struct Case {
     const char* what;
-    std::vector<std::string> args;
+    std::vector<std::string> call;
     Promise promise;
     const char* file = "t.dbf";  // the table the promise is about
     const char* memo = "t.dbt";
@@ -45,28 +44,22 @@ struct Case {
 };
 
 const Case kCases[] = {
-    {"update", {"/FIELD:AGE=AGE+1;NOTE=\"changed note\"", "/UPDATE"}, Promise::InPlace},
+    {"update", {"t.dbf", "/FIELD:AGE=AGE+1;NOTE=\"changed note\"", "/UPDATE"}, Promise::InPlace},
     // Marks of records apart go in writes of their own; all of them in one.
-    {"delete", {"/DELETE:1", "/DELETE:4", "/DELETE:8", "/DELETE:all"}, Promise::InPlace},
-    {"append", {"/FIELD:NAME=\"NEW\";NOTE=\"added note\"", "/APPEND:12"}, Promise::Appended},
-    {"import", {"+s.dbf"}, Promise::Appended},
-    {"import of itself", {"+t.dbf"}, Promise::Appended},
-    {"listing into itself", {"/OUT:t.dbf", "/SELECT:*"}, Promise::Appended},
-    {"pack", {"/PACK"}, Promise::Whole},
-    {"pack of records", {"/PACK:dbf"}, Promise::Whole},
-    {"pack of memos", {"/PACK:memo"}, Promise::Whole},
-    {"sort", {"/SORT:NAME"}, Promise::Whole},
-    {"truncation", {"/TRUNC:3"}, Promise::Cut},
-    {"zap", {"/ZAP"}, Promise::Cut},
-    {"listing into a new table", {"/OUT:x.dbf", "/SELECT:*"}, Promise::Target, "x.dbf", "x.dbt"},
-    {"listing into a table", {"/OUT:x.dbf", "/SELECT:*"}, Promise::Target, "x.dbf", "x.dbt", true},
+    {"delete", {"t.dbf", "/DELETE:1", "/DELETE:4", "/DELETE:8", "/DELETE:all"}, Promise::InPlace},
+    {"append", {"t.dbf", "/FIELD:NAME=\"NEW\";NOTE=\"added note\"", "/APPEND:12"}, Promise::Appended},
+    {"import", {"t.dbf", "+s.dbf"}, Promise::Appended},
+    {"import of itself", {"t.dbf", "+t.dbf"}, Promise::Appended},
+    {"listing into itself", {"t.dbf", "/OUT:t.dbf", "/SELECT:*"}, Promise::Appended},
+    {"pack", {"t.dbf", "/PACK"}, Promise::Whole},
+    {"pack of records", {"t.dbf", "/PACK:dbf"}, Promise::Whole},
+    {"pack of memos", {"t.dbf", "/PACK:memo"}, Promise::Whole},
+    {"sort", {"t.dbf", "/SORT:NAME"}, Promise::Whole},
+    {"truncation", {"t.dbf", "/TRUNC:3"}, Promise::Cut},
+    {"zap", {"t.dbf", "/ZAP"}, Promise::Cut},
+    {"listing into a new table", {"t.dbf", "/OUT:x.dbf", "/SELECT:*"}, Promise::Target, "x.dbf", "x.dbt"},
+    {"listing into a table", {"t.dbf", "/OUT:x.dbf", "/SELECT:*"}, Promise::Target, "x.dbf", "x.dbt", true},
 };
-
-std::vector<std::string> call_of(const Case& c) {
-    std::vector<std::string> call = {"t.dbf"};
-    call.insert(call.end(), c.args.begin(), c.args.end());
-    return call;
-}
 
 TableImage with_memo(MemoImage& memo, const std::vector<std::string>& names, const char* note) {
     TableImage t;
@@ -83,21 +76,16 @@ TableImage with_memo(MemoImage& memo, const std::vector<std::string>& names, con
 // The files of one run: the table, the table it imports, the target that stands.
 // Ten records, or as many more as `more` asks for.
 void lay_out(const ScratchDir& dir, const Case& c, int more = 0) {
-    MemoImage memo(MemoImage::Dbase3), source_memo(MemoImage::Dbase3), target_memo(MemoImage::Dbase3);
     std::vector<std::string> names = {"KIM", "ADA", "BOB", "LEE", "CY", "DEE", "EVE", "AL", "FAY", "JO"};
-    for (int i = 0; i < more; ++i) {
-        char name[16];
-        std::snprintf(name, sizeof name, "R%d", (i * 7919) % 100000);
-        names.push_back(name);
-    }
-    dir.write("t.dbf", with_memo(memo, names, "note ").bytes());
-    dir.write("t.dbt", memo.bytes());
-    dir.write("s.dbf", with_memo(source_memo, {"S1", "S2", "S3", "S4", "S5", "S6"}, "imported ").bytes());
-    dir.write("s.dbt", source_memo.bytes());
-    if (c.target_exists) {
-        dir.write("x.dbf", with_memo(target_memo, {"X1", "X2"}, "target ").bytes());
-        dir.write("x.dbt", target_memo.bytes());
-    }
+    for (int i = 0; i < more; ++i) names.push_back("R" + std::to_string((i * 7919) % 100000));
+    const auto write = [&dir](const std::string& stem, const std::vector<std::string>& rows, const char* note) {
+        MemoImage memo(MemoImage::Dbase3);
+        dir.write(stem + ".dbf", with_memo(memo, rows, note).bytes());
+        dir.write(stem + ".dbt", memo.bytes());
+    };
+    write("t", names, "note ");
+    write("s", {"S1", "S2", "S3", "S4", "S5", "S6"}, "imported ");
+    if (c.target_exists) write("x", {"X1", "X2"}, "target ");
 }
 
 struct Snapshot {
@@ -130,11 +118,13 @@ Snapshot snapshot(const ScratchDir& dir, const Case& c) {
     return s;
 }
 
-Snapshot undisturbed(const Case& c, int more = 0) {
+// The table before the command and after an undisturbed run of it.
+std::pair<Snapshot, Snapshot> ends_of(const Case& c, int more = 0) {
     ScratchDir dir;
     lay_out(dir, c, more);
-    run_in_process(dir, call_of(c));
-    return snapshot(dir, c);
+    Snapshot before = snapshot(dir, c);
+    run_in_process(dir, c.call);
+    return {before, snapshot(dir, c)};
 }
 
 // Judges the table after a kill against the one before and the one an undisturbed run makes.
@@ -194,23 +184,21 @@ std::vector<long long> kill_points(long long changes) {
 TEST(Killed, EveryCommandLeavesATableThatOpensWithWholeRecords) {
     for (const Case& c : kCases) {
         SCOPED_TRACE(c.what);
-        const std::vector<std::string> call = call_of(c);
+        const auto [before, after] = ends_of(c);
         ScratchDir counting;
         lay_out(counting, c);
-        const Snapshot before = snapshot(counting, c);
-        const long long changes = count_changes(counting, call);
-        const Snapshot after = undisturbed(c);
+        const long long changes = count_changes(counting, c.call);
         ASSERT_GT(changes, 2);
         ASSERT_NE(after.table_bytes, before.table_bytes) << "the command changed nothing";
         for (long long point : kill_points(changes)) {
             SCOPED_TRACE("killed at change " + std::to_string(point) + " of " + std::to_string(changes));
             ScratchDir dir;
             lay_out(dir, c);
-            ASSERT_TRUE(run_killed_at(dir, call, point)) << "the run ended before it was killed";
+            ASSERT_TRUE(run_killed_at(dir, c.call, point)) << "the run ended before it was killed";
             judge(c, before, after, snapshot(dir, c));
             if (c.promise != Promise::Whole) continue;
             // No scratch file of the killed run trips up the next one.
-            run_in_process(dir, call);
+            run_in_process(dir, c.call);
             Snapshot again = snapshot(dir, c);
             EXPECT_EQ(again.table_bytes, after.table_bytes) << "the command run again ends elsewhere";
             EXPECT_EQ(again.memo_bytes, after.memo_bytes);
@@ -224,20 +212,18 @@ TEST(Killed, AtRandomMomentsTheProgramLeavesTheSamePromises) {
     std::mt19937 random(std::random_device{}());
     for (const Case& c : kCases) {
         SCOPED_TRACE(c.what);
-        const std::vector<std::string> call = call_of(c);
+        const auto [before, after] = ends_of(c, kMore);
         ScratchDir timing;
         lay_out(timing, c, kMore);
-        const Snapshot before = snapshot(timing, c);
         auto start = std::chrono::steady_clock::now();
-        Started(timing, call).wait();
+        Started(timing, c.call).wait();
         const auto duration = std::chrono::steady_clock::now() - start;
-        const Snapshot after = undisturbed(c, kMore);
         for (int kill = 0; kill < kKills; ++kill) {
             auto delay = std::chrono::duration_cast<std::chrono::microseconds>(duration * (random() % 1000) / 900);
             SCOPED_TRACE("killed after " + std::to_string(delay.count()) + " us");
             ScratchDir dir;
             lay_out(dir, c, kMore);
-            Started run(dir, call);
+            Started run(dir, c.call);
             std::this_thread::sleep_for(delay);
             run.kill();
             run.wait();
@@ -251,16 +237,13 @@ TEST(Killed, AtRandomMomentsTheProgramLeavesTheSamePromises) {
 TEST(FailingDisk, EveryCommandLeavesATableThatOpensWithWholeRecords) {
     for (const Case& c : kCases) {
         SCOPED_TRACE(c.what);
-        const std::vector<std::string> call = call_of(c);
-        ScratchDir first;
-        lay_out(first, c);
-        const Snapshot before = snapshot(first, c), after = undisturbed(c);
+        const auto [before, after] = ends_of(c);
         long long budget = 0;
         for (bool through = false; !through && budget < 200; ++budget) {
             SCOPED_TRACE("writes allowed: " + std::to_string(budget));
             ScratchDir dir;
             lay_out(dir, c);
-            (void)run_in_process(dir, call, budget);
+            (void)run_in_process(dir, c.call, budget);
             const Snapshot failed = snapshot(dir, c);
             judge(c, before, after, failed);
             through = failed.table_bytes == after.table_bytes && failed.memo_bytes == after.memo_bytes;

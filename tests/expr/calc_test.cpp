@@ -26,11 +26,7 @@ Outcome evaluate(const std::string& input) {
     return {ok == 1, value};
 }
 
-std::string repeat(const std::string& piece, int times) {
-    std::string out;
-    for (int k = 0; k < times; ++k) out += piece;
-    return out;
-}
+std::string repeat(const std::string& piece, int times) { return times > 0 ? piece + repeat(piece, times - 1) : ""; }
 
 struct Case {
     const char* text;

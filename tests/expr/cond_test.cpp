@@ -4,6 +4,7 @@
 // BORN D 19610314, and a few fields for the odder cases.
 #include <gtest/gtest.h>
 
+#include <bitset>
 #include <cmath>
 #include <cstring>
 #include <string>
@@ -34,13 +35,12 @@ struct Staff {
         EXPECT_TRUE(dbf_read_record(*table, 0));
     }
     int judge(const std::string& condition) { return cond_evaluate(*table, *scratch, condition.c_str()); }
-    std::string substitute(const std::string& text, int* position = nullptr, int32_t* numeric = nullptr) {
+    // The text with field values in place, '|', the operator's position, '|', the numeric flag.
+    std::string substitute(const std::string& text) {
         char out[256];
-        int32_t flag = -1;
-        int q = cond_substitute_fields(*table, text.c_str(), out, sizeof out, &flag);
-        if (position) *position = q;
-        if (numeric) *numeric = flag;
-        return out;
+        int32_t numeric = -1;
+        int position = cond_substitute_fields(*table, text.c_str(), out, sizeof out, &numeric);
+        return std::string(out) + "|" + std::to_string(position) + "|" + std::to_string(numeric);
     }
 };
 
@@ -98,7 +98,7 @@ TEST(Condition, SettingsOfTheTableTakePart) {
     staff.table->settings.date_mode = DateMode::Dmy;  // dates still arrive as stored digits
     EXPECT_EQ(staff.judge("BORN>\"19600101\""), 1);
     staff.table->settings.ansi_text = 1;
-    EXPECT_EQ(staff.substitute("CYR='\xC0'"), "\x80\x81\x82=\xC0");  // the constant stays
+    EXPECT_EQ(staff.substitute("CYR='\xC0'"), "\x80\x81\x82=\xC0|3|0");  // the constant stays
     EXPECT_EQ(staff.judge("CYR=\"\x80\""), 1);
     Staff deleted(true);
     EXPECT_EQ(cond_evaluate(*deleted.table, *deleted.scratch, COND_NONE), 1);
@@ -111,20 +111,13 @@ TEST(Condition, SubstitutionReplacesNamesOutsideQuotes) {
     Staff staff;
     // A quote in front of a word clears no word ('a'AGE), so AGE in b'a'AGE continues
     // the word b; a quote runs to the end; '(' in a value is no operator.
-    const struct { const char* text; const char* out; int position; int numeric; } kSubstitutions[] = {
-        {"AGE>40", " 42>40", 3, 1}, {"NAME=\"SMITH\"", "SMITH     =SMITH", 10, 0}, {"age<PAY", " 42<1234.50", 3, 1},
-        {"BORN", "19610314", -1, 0}, {"\"AGE>1\"", "AGE>1", -1, 0}, {"'a'AGE", "a 42", -1, 1}, {"b'a'AGE", "baAGE", -1, 0},
-        {"XAGE=AGEX", "XAGE=AGEX", 4, 0}, {"NAME'=", "SMITH     =", -1, 0}, {"NOTE=1", "Smith (Jr =1", 10, 0},
-        {"TITLE_TEXTS", "DR  S", -1, 0}, {"", "", -1, 0},
+    const struct { const char* text; const char* out; } kSubstitutions[] = {
+        {"AGE>40", " 42>40|3|1"}, {"NAME=\"SMITH\"", "SMITH     =SMITH|10|0"}, {"age<PAY", " 42<1234.50|3|1"},
+        {"BORN", "19610314|-1|0"}, {"\"AGE>1\"", "AGE>1|-1|0"}, {"'a'AGE", "a 42|-1|1"}, {"b'a'AGE", "baAGE|-1|0"},
+        {"XAGE=AGEX", "XAGE=AGEX|4|0"}, {"NAME'=", "SMITH     =|-1|0"}, {"NOTE=1", "Smith (Jr =1|10|0"},
+        {"TITLE_TEXTS", "DR  S|-1|0"}, {"", "|-1|0"},
     };
-    for (const auto& s : kSubstitutions) {
-        SCOPED_TRACE(s.text);
-        int position = 99;
-        int32_t numeric = -1;
-        EXPECT_EQ(staff.substitute(s.text, &position, &numeric), s.out);
-        EXPECT_EQ(position, s.position);
-        EXPECT_EQ(numeric, s.numeric);
-    }
+    for (const auto& s : kSubstitutions) EXPECT_EQ(staff.substitute(s.text), s.out) << s.text;
 }
 
 TEST(Condition, LimitsMakeTheConditionFalse) {
@@ -132,7 +125,6 @@ TEST(Condition, LimitsMakeTheConditionFalse) {
     // A clause with its values in place may have 255 characters.
     EXPECT_EQ(staff.judge("NAME>\"A" + std::string(243, ' ')), 1);  // "SMITH     >A" and 243 blanks
     EXPECT_EQ(staff.judge("NAME>\"A" + std::string(244, ' ')), 0);
-    EXPECT_EQ(staff.judge("NAME~\"" + std::string(300, 'x')), 0);
     // A clause of 1024 characters makes the whole condition false, not only itself.
     EXPECT_EQ(staff.judge("AGE>40|AGE>1" + std::string(1018, ' ')), 1);
     EXPECT_EQ(staff.judge("AGE>40|AGE>1" + std::string(1019, ' ')), 0);
@@ -144,7 +136,6 @@ TEST(Condition, LimitsMakeTheConditionFalse) {
     std::string many = "AGE>1";
     for (int i = 0; i < 700; ++i) many += "|AGE>1";
     EXPECT_EQ(staff.judge(many), 0);
-    EXPECT_EQ(staff.judge(std::string(1023, '|')), 0);
     EXPECT_EQ(staff.judge(std::string(5000, '&')), 0);
 }
 
@@ -156,11 +147,7 @@ TEST(Cond, ASeriesOfRecordsJudgesAsEachAlone) {
     ScratchDir dir;
     TableImage image;
     image.fields = {{"A", 'N', 1}, {"B", 'N', 1}, {"C", 'N', 1}, {"D", 'N', 1}, {"E", 'N', 1}};
-    for (int bits = 0; bits < 32; ++bits) {
-        std::vector<std::string> values;
-        for (int k = 0; k < 5; ++k) values.push_back(std::to_string((bits >> k) & 1));
-        image.add(values);
-    }
+    for (int bits = 0; bits < 32; ++bits) image.records.push_back(" " + std::bitset<5>(bits).to_string());
     dir.write("t.dbf", image.bytes());
     auto table = open_table(dir.file("t.dbf"));
     ASSERT_NE(table, nullptr);

@@ -5,11 +5,6 @@ table t.dbf: A C 3, N N 5.2, D D 8
   row abc|1.50|20010314
   row xyz|2.00|20010315
 
-table b.dbf sig=f5 date=2002-07-09: A C 3, N N 5.2, D D 8
-  row abc|1.50|20010314
-  row xyw|2.00|20010315
-  row new|3.00|20010316
-
 # A field missing on either side is marked --; an empty table ends the records at
 # once.
 table m.dbf: A C 3, N N 5.2, D D 8, E C 3

@@ -1,11 +1,4 @@
-# +name.dbf appends the records of another table, field by field of the same name
-# in any case; numbers and texts cross both ways.
-
-table src.dbf: A C 4, B N 5.1, C2N C 6, N2C N 6.2
-  row x|1.5|12.5|3.25
-  del y|-2.0|abc|-1
-table dst.dbf: B N 5.1, C C 3, c2n N 5.1, N2C C 4
-  row 9.0|zz||
+# +name.dbf appends the records of another table, field by field of the same name.
 
 # Memo texts cross to another memo family, and between memo and character fields.
 table ms.dbf sig=83: NOTE M 10, TEXT C 6, SHORT M 10

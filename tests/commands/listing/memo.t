@@ -20,11 +20,6 @@ $ t.dbf /S:* /MEMO:text /S:* /MEMO /RANGE:2 /S:M
 > c |x\x1Ay| (esc)
 > d |5% "q" 'x' <a@b.c>|
 > Empty memo|
-$ t.dbf /FIELDS /MEMO:TEXT /RANGE:1 /S:M
-> M         |a
->
-> b
->
 $ t.dbf /OUT:x.sql /RANGE:1-2 /S:M /RANGE:all /MEMO:text /S:M;A
 file x.sql
 > insert into "t.dbf" (M ) values ("Full memo ");

@@ -23,12 +23,6 @@ $ t.dbf /TRUNC:abc /TRUNC:3x '/TRUNC: 3' /TRUNC:- /TRUNC:2.5 /TRUNC:-1 /MAKE:old
 > File "old.dbf" exists, not created
 same t.dbf old.dbf old.dbt
 
-# The repairs write only when something is wrong, and then stamp the date.
-table f.dbf flags=1 cp=65: NAME C 6, N N 3
-  row pear|2
-table s.dbf sig=99: NAME C 6, N N 3, M M 10
-  row a|1
-
 # A pack rebuilds the memo file with the texts of the records it keeps; the old
 # one stays beside it as p.~bt, and a later pack goes on from there.
 table p.dbf sig=83: NAME C 4, NOTE M 10
