@@ -27,7 +27,11 @@ $ a.dbf /? /h /COUNT
 > Unknown function: [h].
 > 3
 
-# --help as the only argument is the usage; with more behind it, a parameter.
+# --help as the only argument is the usage, --version the version line; with more
+# behind them, parameters.
+$ --version
+> Version 1.05 compiled at (no-eol)
+...
 $ --help
 > TRUG Command Line utility. Version 1.05
 ...

@@ -83,8 +83,8 @@ RunResult ScratchDir::run(const std::vector<std::string>& args, bool as_nobody) 
         ADD_FAILURE() << "no pipe or error file";
         return result;
     }
-    const pid_t child = fork();
-    if (child == 0) close(out[0]), exec_program(path_, args, out[1], err, as_nobody);
+    fcntl(out[0], F_SETFD, FD_CLOEXEC);
+    Started child(*this, args, out[1], err, as_nobody);
     close(out[1]);
     close(err);
     char buffer[65536];
@@ -93,20 +93,17 @@ RunResult ScratchDir::run(const std::vector<std::string>& args, bool as_nobody) 
         else if (errno != EINTR) break;
     }
     close(out[0]);
-    int raw = 0;
-    struct rusage usage {};
-    wait4(child, &raw, 0, &usage);
-    result.status = status_of(raw);
-    result.max_rss_kb = usage.ru_maxrss;
+    result.status = child.wait();
+    result.max_rss_kb = child.max_rss_kb();
     result.err = read_file(err_path);
     std::remove(err_path.c_str());
     EXPECT_EQ(result.err, "") << "the program wrote to standard error";
     return result;
 }
 
-Started::Started(const ScratchDir& dir, std::vector<std::string> args, int out_fd) {
+Started::Started(const ScratchDir& dir, std::vector<std::string> args, int out_fd, int err_fd, bool as_nobody) {
     pid_ = fork();
-    if (pid_ == 0) exec_program(dir.path(), std::move(args), out_fd, -1, false);
+    if (pid_ == 0) exec_program(dir.path(), std::move(args), out_fd, err_fd, as_nobody);
 }
 
 bool Started::running() {
@@ -124,7 +121,8 @@ void Started::kill() {
 
 int Started::wait() {
     int raw = 0;
-    if (pid_ > 0 && waitpid(pid_, &raw, 0) == pid_) status_ = status_of(raw);
+    struct rusage usage {};
+    if (pid_ > 0 && wait4(pid_, &raw, 0, &usage) == pid_) status_ = status_of(raw), max_rss_kb_ = usage.ru_maxrss;
     pid_ = -1;
     return status_;
 }
