@@ -27,11 +27,7 @@ $ a.dbf /? /h /COUNT
 > Unknown function: [h].
 > 3
 
-# --help as the only argument is the usage, --version the version line; with more
-# behind them, parameters.
-$ --version
-> Version 1.05 compiled at (no-eol)
-...
+# --help as the only argument is the usage; with more behind it, a parameter.
 $ --help
 > TRUG Command Line utility. Version 1.05
 ...

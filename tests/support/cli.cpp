@@ -3,14 +3,14 @@
 
 #include <cerrno>
 #include <csignal>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
 #include <filesystem>
 #include <grp.h>
-#include <sys/resource.h>
+#include <poll.h>
 #include <sys/stat.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -20,51 +20,38 @@
 
 namespace {
 
-constexpr uid_t kNobody = 65534;
-
-int status_of(int raw) { return WIFEXITED(raw) ? WEXITSTATUS(raw) : WIFSIGNALED(raw) ? 128 + WTERMSIG(raw) : -1; }
-
-// In a child process: ./trugtool in `dir` with these arguments, its output to `out_fd`
-// (or nowhere), its errors to `err_fd` (or where the tests' go).
-[[noreturn]] void exec_program(const std::string& dir, std::vector<std::string> args, int out_fd, int err_fd,
-                               bool as_nobody) {
-    dup2(open("/dev/null", O_RDONLY), 0);
-    dup2(out_fd >= 0 ? out_fd : open("/dev/null", O_WRONLY), 1);
-    if (err_fd >= 0) dup2(err_fd, 2);
-    if (chdir(dir.c_str()) != 0) _exit(126);
-    if (as_nobody && (setgroups(0, nullptr) != 0 || setgid(kNobody) != 0 || setuid(kNobody) != 0)) _exit(125);
-    setenv("TZ", "UTC", 1);
-    alarm(120);  // a hang ends as a signal rather than a stuck suite
-    args.insert(args.begin(), "./trugtool");
-    std::vector<char*> argv;
-    for (std::string& arg : args) argv.push_back(arg.data());
-    argv.push_back(nullptr);
-    execv(argv[0], argv.data());
-    _exit(127);
+std::string program_path() {
+    if (const char* override_path = std::getenv("TRUGTOOL")) return override_path;
+    return TRUGTOOL_PATH;
 }
+
+constexpr uid_t kNobody = 65534;
 
 }  // namespace
 
 ScratchDir::ScratchDir() {
     std::string pattern = (std::filesystem::temp_directory_path() / "trugtool-XXXXXX").string();
-    if (mkdtemp(pattern.data()) == nullptr) {
+    char* made = mkdtemp(pattern.data());
+    if (made == nullptr) {
         ADD_FAILURE() << "mkdtemp failed: " << std::strerror(errno);
         return;
     }
-    path_ = pattern;
+    path_ = made;
     chmod(path_.c_str(), 0755);
-    const char* program = std::getenv("TRUGTOOL");
-    if (symlink(program != nullptr ? program : TRUGTOOL_PATH, file("trugtool").c_str()) != 0)
+    if (symlink(program_path().c_str(), file("trugtool").c_str()) != 0)
         ADD_FAILURE() << "cannot link the program: " << std::strerror(errno);
 }
 
 ScratchDir::~ScratchDir() {
+    if (path_.empty()) return;
     std::error_code ignored;
-    if (!path_.empty()) std::filesystem::remove_all(path_, ignored);
+    std::filesystem::remove_all(path_, ignored);
 }
 
 void ScratchDir::write(const std::string& name, const std::string& bytes) const { write_file(file(name), bytes); }
+
 std::string ScratchDir::read(const std::string& name) const { return read_file(file(name)); }
+
 bool ScratchDir::exists(const std::string& name) const { return file_exists(file(name)); }
 
 bool can_run_as_nobody() { return geteuid() == 0; }
@@ -76,42 +63,94 @@ bool deep_tests() {
 
 RunResult ScratchDir::run(const std::vector<std::string>& args, bool as_nobody) const {
     RunResult result;
-    const std::string err_path = path_ + ".err";  // beside the directory, not in it
-    const int err = open(err_path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-    int out[2];
-    if (err < 0 || pipe(out) != 0) {
-        ADD_FAILURE() << "no pipe or error file";
+    int out_pipe[2], err_pipe[2];
+    if (pipe(out_pipe) != 0 || pipe(err_pipe) != 0) {
+        ADD_FAILURE() << "pipe failed";
         return result;
     }
-    fcntl(out[0], F_SETFD, FD_CLOEXEC);
-    Started child(*this, args, out[1], err, as_nobody);
-    close(out[1]);
-    close(err);
-    char buffer[65536];
-    for (ssize_t n; (n = ::read(out[0], buffer, sizeof buffer)) != 0;) {
-        if (n > 0) result.out.append(buffer, static_cast<size_t>(n));
-        else if (errno != EINTR) break;
+    pid_t child = fork();
+    if (child == 0) {
+        dup2(out_pipe[1], 1);
+        dup2(err_pipe[1], 2);
+        close(out_pipe[0]);
+        close(err_pipe[0]);
+        close(out_pipe[1]);
+        close(err_pipe[1]);
+        int devnull = open("/dev/null", O_RDONLY);
+        if (devnull >= 0) dup2(devnull, 0);
+        if (chdir(path_.c_str()) != 0) _exit(126);
+        if (as_nobody) {
+            if (setgroups(0, nullptr) != 0 || setgid(kNobody) != 0 || setuid(kNobody) != 0) _exit(125);
+        }
+        setenv("TZ", "UTC", 1);
+        alarm(120);  // a hang ends as a signal rather than a stuck suite
+        std::vector<char*> argv;
+        std::string self = "./trugtool";
+        argv.push_back(self.data());
+        std::vector<std::string> copies = args;
+        for (std::string& arg : copies) argv.push_back(arg.data());
+        argv.push_back(nullptr);
+        execv(argv[0], argv.data());
+        _exit(127);
     }
-    close(out[0]);
-    result.status = child.wait();
-    result.max_rss_kb = child.max_rss_kb();
-    result.err = read_file(err_path);
-    std::remove(err_path.c_str());
+    close(out_pipe[1]);
+    close(err_pipe[1]);
+    pollfd fds[2] = {{out_pipe[0], POLLIN, 0}, {err_pipe[0], POLLIN, 0}};
+    std::string* sinks[2] = {&result.out, &result.err};
+    int open_count = 2;
+    char buffer[65536];
+    while (open_count > 0) {
+        if (poll(fds, 2, -1) < 0) {
+            if (errno == EINTR) continue;
+            break;
+        }
+        for (int i = 0; i < 2; ++i) {
+            if (fds[i].fd < 0 || !(fds[i].revents & (POLLIN | POLLHUP | POLLERR))) continue;
+            ssize_t n = ::read(fds[i].fd, buffer, sizeof buffer);
+            if (n > 0) {
+                sinks[i]->append(buffer, static_cast<size_t>(n));
+            } else {
+                close(fds[i].fd);
+                fds[i].fd = -1;
+                --open_count;
+            }
+        }
+    }
+    int wait_status = 0;
+    struct rusage usage {};
+    wait4(child, &wait_status, 0, &usage);
+    result.max_rss_kb = usage.ru_maxrss;
+    if (WIFEXITED(wait_status))
+        result.status = WEXITSTATUS(wait_status);
+    else if (WIFSIGNALED(wait_status))
+        result.status = 128 + WTERMSIG(wait_status);
     EXPECT_EQ(result.err, "") << "the program wrote to standard error";
     return result;
 }
 
-Started::Started(const ScratchDir& dir, std::vector<std::string> args, int out_fd, int err_fd, bool as_nobody) {
+Started::Started(const ScratchDir& dir, std::vector<std::string> args, int out_fd) {
     pid_ = fork();
-    if (pid_ == 0) exec_program(dir.path(), std::move(args), out_fd, err_fd, as_nobody);
+    if (pid_ != 0) return;
+    int sink = out_fd >= 0 ? out_fd : open("/dev/null", O_WRONLY);
+    dup2(sink, 1);
+    if (chdir(dir.path().c_str()) != 0) _exit(126);
+    setenv("TZ", "UTC", 1);
+    alarm(120);
+    std::vector<char*> argv;
+    std::string self = "./trugtool";
+    argv.push_back(self.data());
+    for (std::string& arg : args) argv.push_back(arg.data());
+    argv.push_back(nullptr);
+    execv(argv[0], argv.data());
+    _exit(127);
 }
 
 bool Started::running() {
-    int raw = 0;
     if (pid_ <= 0) return false;
-    if (waitpid(pid_, &raw, WNOHANG) == 0) return true;
-    status_ = status_of(raw);
+    int status = 0;
+    if (waitpid(pid_, &status, WNOHANG) == 0) return true;
     pid_ = -1;
+    status_ = WIFEXITED(status) ? WEXITSTATUS(status) : WIFSIGNALED(status) ? 128 + WTERMSIG(status) : -1;
     return false;
 }
 
@@ -120,9 +159,10 @@ void Started::kill() {
 }
 
 int Started::wait() {
-    int raw = 0;
-    struct rusage usage {};
-    if (pid_ > 0 && wait4(pid_, &raw, 0, &usage) == pid_) status_ = status_of(raw), max_rss_kb_ = usage.ru_maxrss;
+    if (pid_ <= 0) return status_;
+    int status = 0;
+    waitpid(pid_, &status, 0);
     pid_ = -1;
+    status_ = WIFEXITED(status) ? WEXITSTATUS(status) : WIFSIGNALED(status) ? 128 + WTERMSIG(status) : -1;
     return status_;
 }

@@ -38,12 +38,10 @@ class ScratchDir {
 
 // The program started in a ScratchDir's directory without waiting for it, as
 // ScratchDir::run starts it; its standard output goes to `out_fd` (a pipe's or a
-// terminal's end) or nowhere, its errors to `err_fd` or where the tests' go. The
-// destructor waits for its end.
+// terminal's end) or nowhere. The destructor waits for its end.
 class Started {
   public:
-    Started(const ScratchDir& dir, std::vector<std::string> args, int out_fd = -1, int err_fd = -1,
-            bool as_nobody = false);
+    Started(const ScratchDir& dir, std::vector<std::string> args, int out_fd = -1);
     ~Started() { (void)wait(); }
     Started(const Started&) = delete;
     Started& operator=(const Started&) = delete;
@@ -54,13 +52,10 @@ class Started {
     void kill();
     // Waits for the end; the exit status, 128 + the signal that ended it, or -1.
     int wait();
-    // The peak resident memory of an ended run, in kB.
-    long max_rss_kb() const { return max_rss_kb_; }
 
   private:
     int pid_ = -1;
     int status_ = -1;
-    long max_rss_kb_ = 0;
 };
 
 // True where the tests can switch to an unprivileged user (they run as root).

@@ -26,6 +26,21 @@ struct WriteBudget {
     WriteBudget& operator=(const WriteBudget&) = delete;
 };
 
+// Lets the next `writes` writes through test_fs() pass and then freezes its files,
+// truncations too, as if the run were killed right there, while it lives.
+struct KillAfter {
+    explicit KillAfter(int64_t writes) {
+        test_fs().write_budget = writes;
+        test_fs().budget_freezes = true;
+    }
+    ~KillAfter() {
+        test_fs().write_budget = -1;
+        test_fs().budget_freezes = false;
+    }
+    KillAfter(const KillAfter&) = delete;
+    KillAfter& operator=(const KillAfter&) = delete;
+};
+
 // A run whose console is a string, over test_fs(), for calling handlers directly.
 struct TestRun {
     std::string said;

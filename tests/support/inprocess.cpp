@@ -9,47 +9,53 @@
 
 namespace {
 
-// Runs the program over a file system of `dir` that may make `budget` writes, and
-// ends the process with SIGKILL at the next when `kills`; its status, output and
-// the writes left.
-struct Over {
-    int status;
-    std::string out;
-    long long left;
-};
-Over run_over(const ScratchDir& dir, const std::vector<std::string>& args, long long budget, bool kills) {
-    FileSystem fs(dir.path());
-    fs.write_budget = budget;
-    fs.write_budget_kills = kills;
+// Runs the program over `fs` with a string console; its status.
+int run_over(FileSystem& fs, const std::vector<std::string>& args, std::string& out) {
     std::vector<std::string> copies = {"trugtool"};
     copies.insert(copies.end(), args.begin(), args.end());
     std::vector<char*> argv;
     for (std::string& arg : copies) argv.push_back(arg.data());
     argv.push_back(nullptr);
-    Over result{0, "", 0};
-    OutStream console(result.out);
-    result.status = run_program(console, fs, static_cast<int>(argv.size() - 1), argv.data());
+    OutStream console(out);
+    int status = run_program(console, fs, static_cast<int>(argv.size() - 1), argv.data());
     console.flush();
-    result.left = fs.write_budget;
-    return result;
+    return status;
 }
 
 constexpr long long kNoEnd = 1LL << 40;
 
 }  // namespace
 
-InProcessResult run_in_process(const ScratchDir& dir, const std::vector<std::string>& args, long long write_budget) {
-    Over run = run_over(dir, args, write_budget, false);
-    return {run.status, run.out};
+InProcessResult run_in_process(const ScratchDir& dir, const std::vector<std::string>& args, long long write_budget,
+                               bool frozen) {
+    InProcessResult result;
+    FileSystem fs(dir.path());
+    fs.write_budget = write_budget;
+    fs.budget_freezes = frozen;
+    result.status = run_over(fs, args, result.out);
+    return result;
 }
 
 bool run_killed_at(const ScratchDir& dir, const std::vector<std::string>& args, long long change) {
-    const pid_t child = fork();
-    if (child == 0) run_over(dir, args, change, true), _exit(0);
+    pid_t child = fork();
+    if (child == 0) {
+        FileSystem fs(dir.path());
+        fs.write_budget = change;
+        fs.write_budget_kills = true;
+        std::string out;
+        run_over(fs, args, out);
+        _exit(0);
+    }
     int status = 0;
-    return child > 0 && waitpid(child, &status, 0) == child && WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL;
+    if (child < 0 || waitpid(child, &status, 0) != child) return false;
+    return WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL;
 }
 
 long long count_changes(const ScratchDir& dir, const std::vector<std::string>& args) {
-    return kNoEnd - run_over(dir, args, kNoEnd, true).left;
+    FileSystem fs(dir.path());
+    fs.write_budget = kNoEnd;
+    fs.write_budget_kills = true;
+    std::string out;
+    run_over(fs, args, out);
+    return kNoEnd - fs.write_budget;
 }

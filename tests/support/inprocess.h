@@ -17,8 +17,11 @@ struct InProcessResult {
 };
 
 // `args` are the arguments behind the program's name. With write_budget >= 0 the
-// run may make that many writes; every further write fails.
-InProcessResult run_in_process(const ScratchDir& dir, const std::vector<std::string>& args, long long write_budget = -1);
+// run may make that many writes; every further write fails. With `frozen` too, the
+// files stay as the last allowed write left them, truncations included, as if the
+// run had been killed right behind it.
+InProcessResult run_in_process(const ScratchDir& dir, const std::vector<std::string>& args,
+                               long long write_budget = -1, bool frozen = false);
 
 // Runs the program in a child process whose file system ends it with SIGKILL at its
 // change number `change` (counted from 0: writes, truncations, renames, links and

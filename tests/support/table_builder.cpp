@@ -2,6 +2,7 @@
 #include "support/table_builder.h"
 
 #include <algorithm>
+#include <cstring>
 #include <fstream>
 #include <sstream>
 #include <sys/stat.h>
@@ -22,31 +23,50 @@ bool binary_layout(const FieldSpec& field) {
     }
 }
 
-// The bytes of `value` as this machine stores it: little-endian here.
-template <class T>
-std::string bytes_of(T value) {
-    return std::string(reinterpret_cast<const char*>(&value), sizeof value);
+}  // namespace
+
+std::string le16(uint16_t value) {
+    return std::string{static_cast<char>(value & 0xFF), static_cast<char>(value >> 8)};
 }
 
-// One 32-byte descriptor image.
-std::string descriptor(const FieldSpec& field, int offset) {
-    std::string out(32, '\0');
-    out.replace(0, std::min<size_t>(field.name.size(), 11), field.name.substr(0, 11));
-    out[11] = field.type;
-    out.replace(12, 2, le16(static_cast<uint16_t>(offset)));
-    const bool wide = field.type == 'C' && field.length > 255;
-    out.replace(16, 2, wide ? le16(static_cast<uint16_t>(field.length))
-                            : std::string{static_cast<char>(field.length), static_cast<char>(field.decimals)});
+std::string le32(int32_t value) {
+    std::string out(4, '\0');
+    std::memcpy(out.data(), &value, 4);
     return out;
 }
 
-}  // namespace
+std::string le64(int64_t value) {
+    std::string out(8, '\0');
+    std::memcpy(out.data(), &value, 8);
+    return out;
+}
 
-std::string le16(uint16_t value) { return bytes_of(value); }
-std::string le32(int32_t value) { return bytes_of(value); }
-std::string le64(int64_t value) { return bytes_of(value); }
-std::string be32(uint32_t value) { return bytes_of(__builtin_bswap32(value)); }
-std::string double_bytes(double value) { return bytes_of(value); }
+std::string be32(uint32_t value) {
+    return std::string{static_cast<char>(value >> 24), static_cast<char>((value >> 16) & 0xFF),
+                       static_cast<char>((value >> 8) & 0xFF), static_cast<char>(value & 0xFF)};
+}
+
+std::string double_bytes(double value) {
+    std::string out(8, '\0');
+    std::memcpy(out.data(), &value, 8);
+    return out;
+}
+
+std::string descriptor(const std::string& name, char type, int length, int decimals, int offset) {
+    std::string out(32, '\0');
+    std::memcpy(out.data(), name.data(), std::min<size_t>(name.size(), 11));
+    out[11] = type;
+    out[12] = static_cast<char>(offset & 0xFF);
+    out[13] = static_cast<char>((offset >> 8) & 0xFF);
+    if (type == 'C' && length > 255) {
+        out[16] = static_cast<char>(length & 0xFF);
+        out[17] = static_cast<char>(length >> 8);
+    } else {
+        out[16] = static_cast<char>(length);
+        out[17] = static_cast<char>(decimals);
+    }
+    return out;
+}
 
 int TableImage::computed_record_length() const {
     int length = 1;
@@ -78,13 +98,16 @@ void TableImage::add(const std::vector<std::string>& values, bool deleted) {
 }
 
 std::string TableImage::bytes() const {
-    std::string descriptors;
-    int offset = 1;
-    for (const FieldSpec& field : fields) {
-        descriptors += descriptor(field, offset);
-        offset += field_width(field);
+    std::string descriptors = raw_descriptors;
+    if (descriptors.empty()) {
+        int offset = 1;
+        for (const FieldSpec& field : fields) {
+            descriptors += descriptor(field.name, field.type, field.length, field.decimals, offset);
+            offset += field_width(field);
+        }
     }
-    uint16_t computed_header = static_cast<uint16_t>(32 + descriptors.size() + (terminator ? 1 : 0));
+    uint16_t computed_header = static_cast<uint16_t>(32 + descriptors.size() + (terminator ? 1 : 0) +
+                                                     extra_header.size());
     std::string out(32, '\0');
     out[0] = static_cast<char>(signature);
     out[1] = static_cast<char>(year);
@@ -98,6 +121,7 @@ std::string TableImage::bytes() const {
     out[29] = static_cast<char>(code_page_mark);
     out += descriptors;
     if (terminator) out += '\x0D';
+    out += extra_header;
     for (const std::string& record : records) out += record;
     if (end_mark) out += '\x1A';
     return out;
@@ -114,11 +138,13 @@ MemoImage::MemoImage(Layout layout_, int block_size_) : layout(layout_), block_s
             break;
         case Dbase4:
             data.replace(0, 4, le32(static_cast<int32_t>(next)));
-            data.replace(18, 4, le16(0x0102) + le16(static_cast<uint16_t>(block_size)));
+            data.replace(18, 2, le16(0x0102));
+            data.replace(20, 2, le16(static_cast<uint16_t>(block_size)));
             break;
         case FoxPro:
             data.replace(0, 4, be32(next));
-            data.replace(6, 2, be32(static_cast<uint32_t>(block_size)).substr(2));
+            data[6] = static_cast<char>((block_size >> 8) & 0xFF);
+            data[7] = static_cast<char>(block_size & 0xFF);
             break;
     }
 }
@@ -144,7 +170,10 @@ int32_t MemoImage::add(const std::string& text, uint32_t fox_block_type) {
     }
     uint32_t next = static_cast<uint32_t>((data.size() + static_cast<size_t>(block_size) - 1) /
                                           static_cast<size_t>(block_size));
-    data.replace(0, 4, layout == FoxPro ? be32(next) : le32(static_cast<int32_t>(next)));
+    if (layout == FoxPro)
+        data.replace(0, 4, be32(next));
+    else
+        data.replace(0, 4, le32(static_cast<int32_t>(next)));
     return static_cast<int32_t>(block);
 }
 

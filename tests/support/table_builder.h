@@ -2,7 +2,8 @@
 //
 // Builds .dbf and memo file images byte by byte, independently of the engine, so
 // that tests can make sound tables and damaged ones on purpose: every header byte
-// can be overridden, the terminator and the end mark can be left out.
+// can be overridden, descriptors can be given raw, the terminator and the end mark
+// can be left out.
 #pragma once
 
 #include <cstdint>
@@ -31,6 +32,8 @@ struct TableImage {
     uint8_t code_page_mark = 0;
     bool terminator = true;      // the 0x0D behind the descriptors
     bool end_mark = true;        // the 0x1A behind the records
+    std::string extra_header;    // bytes between the terminator and the first record
+    std::string raw_descriptors; // if set, written instead of the descriptors of `fields`
 
     int computed_record_length() const;
     // A record from one value per field: C, L, D and memo text left-aligned, N and F
@@ -40,6 +43,9 @@ struct TableImage {
     void add(const std::vector<std::string>& values, bool deleted = false);
     std::string bytes() const;
 };
+
+// One 32-byte descriptor image.
+std::string descriptor(const std::string& name, char type, int length, int decimals = 0, int offset = 0);
 
 std::string le16(uint16_t value);
 std::string le32(int32_t value);

@@ -1,7 +1,8 @@
 // tests/support/transcript_test.cpp
 //
-// Runs every transcript (*.t) under tests/: the real program, in a fresh directory
-// per case, with TZ=UTC and a umask of 002; its standard error must stay empty.
+// Runs every transcript (*.t) under tests/, and the tutorial of README.md: the real
+// program, in a fresh directory per case, with TZ=UTC and a umask of 002; its standard
+// error must stay empty.
 //
 // A transcript is made of paragraphs separated by blank lines; lines whose first
 // non-blank character is '#' are comments. A paragraph with a command line is a case;
@@ -10,9 +11,7 @@
 // that case alone, and its commands run one after another in the same directory:
 //
 //   $ t.dbf /OUT:x.txt /S:*      runs ./trugtool with these arguments ("nobody$" runs it
-//                                as an unprivileged user, to whom root's files are read-only);
-//                                "~/" in an argument is the case's directory, which its
-//                                output shows as "~" 
+//                                as an unprivileged user, to whom root's files are read-only)
 //   > ab |                       the exact standard output, one line each
 //   [1]                          the exit status, when it is not 0
 //   file x.txt                   then checks of what the command left behind
@@ -31,7 +30,7 @@
 //     text TEXT                         a memo text no record points to
 //     patch OFFSET BYTES                bytes written over the finished table
 //   file NAME                      followed by its content as output lines
-//   copy FROM NAME                 a file set up above, under another name
+//   copy FROM [NAME]               a file set up above, or a sample table of examples/
 //   chmod MODE NAME
 //
 // Checks after a command:
@@ -53,9 +52,7 @@
 #include <fstream>
 #include <map>
 #include <ostream>
-#include <sstream>
 #include <stdexcept>
-#include <tuple>
 #include <sys/stat.h>
 
 #include <gtest/gtest.h>
@@ -85,39 +82,57 @@ std::string unescape(std::string_view text) {
     return out;
 }
 
-// The unescaped pieces between the `separator`s that no backslash escapes and, with
-// `quotes`, no single quotes enclose; split at blanks, there are no empty pieces.
-std::vector<std::string> split(std::string_view text, char separator, bool quotes = false) {
-    std::vector<std::string> pieces;
-    std::string piece;
-    bool quoted = false, seen = false;
+// Splits at each `separator` no backslash escapes; the pieces keep their escapes.
+std::vector<std::string_view> split_at(std::string_view text, char separator) {
+    std::vector<std::string_view> pieces;
+    size_t start = 0;
+    for (size_t i = 0; i < text.size(); ++i) {
+        if (text[i] == '\\') ++i;
+        else if (text[i] == separator) pieces.push_back(text.substr(start, i - start)), start = i + 1;
+    }
+    pieces.push_back(text.substr(std::min(start, text.size())));
+    return pieces;
+}
+
+// Splits at blanks outside single quotes, then unescapes each word.
+std::vector<std::string> split_words(std::string_view text) {
+    std::vector<std::string> words;
+    std::string word;
+    bool in_word = false, quoted = false;
     for (size_t i = 0; i <= text.size(); ++i) {
-        if (i == text.size() || (text[i] == separator && !quoted)) {
-            if (separator != ' ' || seen) pieces.push_back(unescape(piece));
-            piece.clear(), seen = false;
+        const bool end = i == text.size() || (text[i] == ' ' && !quoted);
+        if (end && in_word) words.push_back(unescape(word));
+        if (end) {
+            word.clear();
+            in_word = false;
             continue;
         }
-        seen = true;
-        if (quotes && text[i] == '\'') quoted = !quoted;
-        else if (text[i] == '\\' && i + 1 < text.size()) piece += text.substr(i++, 2);
-        else piece += text[i];
+        in_word = true;
+        if (text[i] == '\'') quoted = !quoted;
+        else if (text[i] == '\\' && i + 1 < text.size()) word += text.substr(i++, 2);
+        else word += text[i];
     }
-    return pieces;
+    return words;
 }
 
 // Bytes as a transcript writes them, for failure messages that can be pasted back.
 std::string render(std::string_view bytes) {
     std::string out;
-    for (size_t start = 0; start < bytes.size(); start = std::min(bytes.find('\n', start), bytes.size()) + 1) {
-        const std::string_view line = bytes.substr(start, bytes.find('\n', start) - start);
+    for (size_t start = 0; start < bytes.size();) {
+        const size_t end = std::min(bytes.find('\n', start), bytes.size());
         std::string escaped;
-        for (const char c : line) {
+        bool plain = true;
+        for (const char c : bytes.substr(start, end - start)) {
+            const auto u = static_cast<unsigned char>(c);
             char hex[5];
-            std::snprintf(hex, sizeof hex, "\\x%02X", static_cast<unsigned char>(c));
-            escaped += c == '\\' ? "\\\\" : (c >= 0x20 && c < 0x7F) || c == '\t' ? std::string(1, c) : std::string(hex);
+            std::snprintf(hex, sizeof hex, "\\x%02X", u);
+            plain = plain && !((u < 0x20 && c != '\t') || u >= 0x7F);
+            escaped += c == '\\' ? std::string("\\\\") : (u < 0x20 && c != '\t') || u >= 0x7F ? hex : std::string(1, c);
         }
-        out += line.empty() ? ">" : "> " + escaped + (escaped == line ? "" : " (esc)");
-        out += start + line.size() == bytes.size() ? " (no-eol)\n" : "\n";
+        const std::string line(bytes.substr(start, end - start));
+        out += line.empty() ? ">" : plain ? "> " + line : "> " + escaped + " (esc)";
+        out += end == bytes.size() ? " (no-eol)\n" : "\n";
+        start = end + 1;
     }
     return out.empty() ? "(nothing)\n" : out;
 }
@@ -127,6 +142,8 @@ struct Pattern {
     std::vector<std::string> pieces{""};
     std::string source;  // the lines as written
 
+    void add(const std::string& text) { pieces.back() += text; }
+    std::string text() const { return pieces[0]; }
     bool matches(std::string_view s, size_t k = 0) const {
         if (s.substr(0, pieces[k].size()) != pieces[k]) return false;
         if (k + 1 == pieces.size()) return s.size() == pieces[k].size();
@@ -136,108 +153,179 @@ struct Pattern {
     }
 };
 
-// A line of a case: a run ("$" or "nobody$", its arguments in `words`), or a file set
-// up or checked, or one of the other kinds of the list above; `words` is the line's.
+// A setup step or a check: kind is file, chmod, no, same, mode, dbfread, sqlite, browser or memory.
 struct Step {
+    Step(int line_, std::string kind_, std::string name_, std::string arg_ = "")
+        : line(line_), kind(std::move(kind_)), name(std::move(name_)), arg(std::move(arg_)) {}
     int line;
-    std::string kind;
-    std::vector<std::string> words;
-    Pattern bytes{};  // a file's, or the run's output
-    int status = 0;
+    std::string kind, name, arg;
+    Pattern bytes;
+};
+
+struct Command {
+    int line = 0;
     bool nobody = false;
-    std::string arg{};  // the query of sqlite
-    const std::string& name() const { return words.at(kind == "chmod" || kind == "mode" ? 2 : 1); }
+    std::vector<std::string> args;
+    Pattern out;
+    int status = 0;
+    std::vector<Step> checks;
 };
 
 struct Case {
-    std::string path;
-    int line = 0;  // of its first run
-    std::vector<Step> steps;
-    std::string error{};  // why the transcript could not be read
+    std::vector<Step> setup;
+    std::vector<Command> commands;
 };
 
-struct Reader {
-    std::string path_;
+class Reader {
+  public:
+    Reader(const std::string& path, const std::string& shown) : shown_(shown) {
+        std::ifstream in(path);
+        for (std::string line; std::getline(in, line);) lines_.push_back(line);
+    }
+
+    std::vector<Case> cases() {
+        if (shown_.ends_with(".md")) return tutorial();
+        std::vector<Case> out;
+        for (std::vector<Step> shared;;) {
+            while (at_ < lines_.size() && (blank() || comment())) ++at_;
+            if (at_ == lines_.size()) return out;
+            std::vector<Command> commands;
+            local_ = shared;
+            while (at_ < lines_.size() && !blank()) {
+                if (comment()) ++at_;
+                else if (command_line()) commands.push_back(command());
+                else for (Step& s : steps(false)) define(std::move(s));
+            }
+            if (commands.empty()) shared = local_;
+            else out.push_back({local_, std::move(commands)});
+        }
+    }
+
+    // The console blocks of a Markdown file: "$ trugtool ..." and "$ cat FILE" with
+    // the lines they print, in order in one directory holding the sample tables.
+    std::vector<Case> tutorial() {
+        Case c;
+        std::vector<std::string> names;
+        for (const auto& entry : std::filesystem::directory_iterator(std::string(TRUG_SOURCE_DIR) + "/examples"))
+            names.push_back(entry.path().filename().string());
+        std::sort(names.begin(), names.end());
+        for (const std::string& name : names) {
+            c.setup.emplace_back(0, "file", name);
+            c.setup.back().bytes.add(copy_of(name));
+        }
+        Pattern* out = nullptr;
+        for (bool in_block = false; at_ < lines_.size(); ++at_) {
+            if (line() == "```console" || line() == "```") in_block = line() != "```";
+            else if (!in_block) continue;
+            else if (line().starts_with("$ trugtool ")) {
+                c.commands.emplace_back();
+                c.commands.back().line = static_cast<int>(at_ + 1);
+                c.commands.back().args = split_words(line().substr(11));
+                out = &c.commands.back().out;
+            } else if (line().starts_with("$ cat ") && !c.commands.empty()) {
+                c.commands.back().checks.emplace_back(static_cast<int>(at_ + 1), "file", std::string(line().substr(6)));
+                out = &c.commands.back().checks.back().bytes;
+            } else if (line().starts_with("$") || out == nullptr) {
+                fail("a tutorial runs only trugtool and cat");
+            } else {
+                out->add(std::string(line()) + "\n");
+                out->source += "> " + std::string(line()) + "\n";
+            }
+        }
+        return {c};
+    }
+
+  private:
+    std::string shown_;
     std::vector<std::string> lines_;
     size_t at_ = 0;
-
-    explicit Reader(std::string path) : path_(std::move(path)) {
-        std::ifstream in(std::string(TRUG_SOURCE_DIR) + "/" + path_);
-        for (std::string line; std::getline(in, line);) lines_.push_back(line);
-        lines_.emplace_back();
-    }
-
-    // The cases, each after the steps of the paragraphs without runs above it.
-    std::vector<Case> cases() {
-        std::vector<Case> out;
-        for (std::vector<Step> shared; at_ < lines_.size(); ++at_) {
-            std::vector<Step> steps = shared;
-            size_t first_run = std::string::npos;
-            for (; !trimmed().empty(); ++at_) {
-                if (trimmed()[0] == '#') continue;
-                if (run_line() && first_run == std::string::npos) first_run = steps.size();
-                for (Step& s : step(first_run != std::string::npos, steps)) steps.push_back(std::move(s));
-                --at_;
-            }
-            if (first_run == std::string::npos) shared = std::move(steps);
-            else out.push_back({path_, steps[first_run].line, std::move(steps)});
-        }
-        return out;
-    }
+    std::vector<Step> local_;  // what the paragraph read so far sets up
 
     [[noreturn]] void fail(const std::string& what) const {
-        throw std::runtime_error(path_ + ":" + std::to_string(at_ + 1) + ": " + what);
+        throw std::runtime_error(shown_ + ":" + std::to_string(at_ + 1) + ": " + what);
     }
     std::string_view line() const { return lines_[at_]; }
     std::string_view trimmed() const { return line().substr(std::min(line().find_first_not_of(' '), line().size())); }
-    bool run_line() const { return line() == "$" || line().starts_with("$ ") || line().starts_with("nobody$ "); }
+    bool blank() const { return trimmed().empty(); }
+    bool comment() const { return trimmed()[0] == '#'; }
+    bool command_line() const { return line() == "$" || line().starts_with("$ ") || line().starts_with("nobody$ "); }
+
+    void define(Step step) {
+        auto same = std::find_if(local_.begin(), local_.end(),
+                                 [&](const Step& s) { return s.kind == "file" && step.kind == "file" && s.name == step.name; });
+        if (same != local_.end()) *same = std::move(step);
+        else local_.push_back(std::move(step));
+    }
+
+    Command command() {
+        Command c;
+        c.line = static_cast<int>(at_ + 1);
+        c.nobody = line()[0] == 'n';
+        c.args = split_words(line().substr(line().find('$') + 1));
+        ++at_;
+        c.out = block();
+        if (at_ < lines_.size() && line().starts_with("[")) c.status = std::stoi(std::string(line().substr(1))), ++at_;
+        while (at_ < lines_.size() && !blank() && !command_line()) {
+            if (comment()) ++at_;
+            else for (Step& s : steps(true)) c.checks.push_back(std::move(s));
+        }
+        return c;
+    }
 
     // The output lines from here on.
     Pattern block() {
         Pattern p;
-        for (; line().starts_with(">") || line() == "..."; ++at_) {
+        for (; at_ < lines_.size() && (line().starts_with(">") || line() == "..."); ++at_) {
             p.source += std::string(line()) + "\n";
             std::string_view text = line().substr(line().starts_with("> ") ? 2 : 1);
-            const auto suffix = [&](std::string_view mark) { return text.ends_with(mark) && (text.remove_suffix(mark.size()), true); };
+            const auto suffix = [&](std::string_view mark) {
+                const bool has = text.size() >= mark.size() && text.substr(text.size() - mark.size()) == mark;
+                if (has) text.remove_suffix(mark.size());
+                return has;
+            };
             const bool eol = !suffix(" (no-eol)");
             if (line() == "...") p.pieces.emplace_back();
-            else p.pieces.back() += (suffix(" (esc)") ? unescape(text) : std::string(text)) + (eol ? "\n" : "");
+            else p.add((suffix(" (esc)") ? unescape(text) : std::string(text)) + (eol ? "\n" : ""));
         }
         return p;
     }
 
-    static Step file(int line, const std::string& name, const std::string& bytes) {
-        Step s{line, "file", {"file", name}};
-        s.bytes.pieces[0] = bytes;
-        return s;
-    }
-
-    // The steps of the line here and of the lines that belong to it; `so_far` are the
-    // case's steps above it.
-    std::vector<Step> step(bool check, const std::vector<Step>& so_far) {
+    std::vector<Step> steps(bool check) {
         const std::string raw(line());
         const size_t colon = raw.starts_with("table ") ? std::min(raw.find(':'), raw.size()) : raw.size();
-        const bool run = run_line();
-        Step s{static_cast<int>(++at_), run ? "$" : "", split(run ? raw.substr(raw.find('$') + 1) : raw.substr(0, colon), ' ', true)};
-        if (!run) s.kind = s.words.at(0);
-        if (s.kind == "table") return table(s.words, raw.substr(std::min(colon + 1, raw.size())));
-        const std::string kinds = check ? " $ file copy no same mode dbfread sqlite browser memory " : " file copy chmod ";
-        if (kinds.find(" " + s.kind + " ") == std::string::npos || (!run && s.words.size() < 2)) {
-            --at_;
-            fail(std::string("not a ") + (check ? "check" : "setup") + " line");
+        const std::vector<std::string> w = split_words(raw.substr(0, colon));
+        const std::string& kind = w[0];
+        Step s{static_cast<int>(at_ + 1), kind, w.size() > 1 ? w[1] : "", w.size() > 2 ? w[2] : ""};
+        ++at_;
+        if (kind == "table") return table(w, raw.substr(std::min(colon + 1, raw.size())));
+        if (kind == "file" || (check && (kind == "dbfread" || kind == "sqlite" || kind == "browser"))) {
+            if (kind == "sqlite") s.arg = raw.substr(std::min(raw.size(), raw.find(' ', kind.size() + 1) + 1));
+            s.bytes = block();
+            return {s};
         }
-        s.nobody = raw[0] == 'n';
-        if (s.kind == "copy") {
-            const Step* from = nullptr;  // as the case began
-            for (auto it = so_far.begin(); it != so_far.end() && it->kind != "$"; ++it)
-                if (it->kind == "file" && it->name() == s.words[1]) from = &*it;
-            if (from == nullptr) fail("nothing to copy by the name " + s.words[1]);
-            return {file(s.line, s.words.at(2), from->bytes.pieces[0])};
+        if (kind == "copy") {
+            Step file(s.line, "file", s.arg.empty() ? s.name : s.arg);
+            file.bytes.add(copy_of(s.name));
+            return {file};
         }
-        if (s.kind == "sqlite") s.arg = raw.substr(std::min(raw.size(), raw.find(' ', 7) + 1));
-        if (run || s.kind == "file" || s.kind == "dbfread" || s.kind == "sqlite" || s.kind == "browser") s.bytes = block();
-        if (run && line().starts_with("[")) s.status = std::stoi(std::string(line().substr(1))), ++at_;
-        return {s};
+        if (!check && kind == "chmod") return {{s.line, kind, s.arg, s.name}};
+        if (check && (kind == "mode" || kind == "memory"))
+            return {{s.line, kind, kind == "mode" ? s.arg : "", s.name}};
+        if (check && (kind == "no" || kind == "same")) {
+            std::vector<Step> each;
+            for (size_t i = 1; i < w.size(); ++i) each.push_back({s.line, kind, w[i]});
+            return each;
+        }
+        --at_;
+        fail(std::string("not a ") + (check ? "check" : "setup") + " line");
+    }
+
+    std::string copy_of(const std::string& name) const {
+        for (const Step& s : local_)
+            if (s.kind == "file" && s.name == name) return s.bytes.text();
+        const std::string path = std::string(TRUG_SOURCE_DIR) + "/examples/" + name;
+        if (!file_exists(path)) fail("nothing to copy by the name " + name);
+        return read_file(path);
     }
 
     // A table and its memo file, from the `table` line and the lines below it.
@@ -245,40 +333,35 @@ struct Reader {
         const int first = static_cast<int>(at_);
         TableImage t;
         for (size_t i = 2; i < head.size(); ++i) {
-            const size_t eq = std::min(head[i].find('='), head[i].size());
-            const std::string key = head[i].substr(0, eq), value = head[i].substr(std::min(eq + 1, head[i].size()));
-            const auto n = std::strtoul(value.c_str(), nullptr, key == "sig" || key == "flags" || key == "cp" ? 16 : 10);
-            std::tm now{};
-            const std::time_t clock = std::time(nullptr);
-            gmtime_r(&clock, &now);
-            int y = now.tm_year + 1900, m = now.tm_mon + 1, d = now.tm_mday;
-            if (key == "sig") t.signature = static_cast<uint8_t>(n);
-            else if (key == "flags") t.table_flags = static_cast<uint8_t>(n);
-            else if (key == "cp") t.code_page_mark = static_cast<uint8_t>(n);
-            else if (key == "count") t.record_count = static_cast<uint32_t>(n);
-            else if (key == "header") t.header_length = static_cast<uint16_t>(n);
-            else if (key == "reclen") t.record_length = static_cast<uint16_t>(n);
+            const size_t eq = head[i].find('=');
+            const std::string key = head[i].substr(0, eq), value = eq == std::string::npos ? "" : head[i].substr(eq + 1);
+            const auto hex = [&] { return static_cast<uint8_t>(std::stoi(value, nullptr, 16)); };
+            if (key == "sig") t.signature = hex();
+            else if (key == "flags") t.table_flags = hex();
+            else if (key == "cp") t.code_page_mark = hex();
+            else if (key == "count") t.record_count = static_cast<uint32_t>(std::stoul(value));
+            else if (key == "header") t.header_length = static_cast<uint16_t>(std::stoi(value));
+            else if (key == "reclen") t.record_length = static_cast<uint16_t>(std::stoi(value));
             else if (key == "noeof") t.end_mark = false;
-            else if (key == "date" && (value == "today" || std::sscanf(value.c_str(), "%d-%d-%d", &y, &m, &d) == 3))
-                t.year = static_cast<uint8_t>(y - 1900), t.month = static_cast<uint8_t>(m), t.day = static_cast<uint8_t>(d);
-            else fail("unknown table attribute " + head[i]);
+            else if (key == "date") set_date(t, value);
+            else fail("unknown table attribute " + key);
         }
-        for (const std::string& field : split(fields, ',')) {
-            std::istringstream in(field);
-            std::string name, type, length;
-            if (!(in >> name)) continue;
-            if (!(in >> type >> length)) fail("a field is NAME TYPE LENGTH[.DECIMALS]");
-            const size_t dot = length.find('.');
-            t.fields.push_back({name, type[0], std::stoi(length), dot == std::string::npos ? 0 : std::stoi(length.substr(dot + 1))});
+        for (std::string_view field : split_at(fields, ',')) {
+            const std::vector<std::string> f = split_words(field);
+            if (f.empty()) continue;
+            if (f.size() != 3) fail("a field is NAME TYPE LENGTH[.DECIMALS]");
+            const size_t dot = f[2].find('.');
+            t.fields.push_back({f[0], f[1][0], std::stoi(f[2]), dot == std::string::npos ? 0 : std::stoi(f[2].substr(dot + 1))});
         }
         std::optional<MemoImage> memo;
         std::string memo_name, bytes;
-        for (; line().starts_with("  "); ++at_) {
+        for (; at_ < lines_.size() && line().starts_with("  "); ++at_) {
             const std::string_view text = trimmed();
             const std::string keyword(text.substr(0, text.find(' ')));
             const std::string_view rest = text.substr(std::min(text.size(), keyword.size() + 1));
             if (keyword == "row" || keyword == "del") {
-                std::vector<std::string> values = split(rest, '|');
+                std::vector<std::string> values;
+                for (std::string_view piece : split_at(rest, '|')) values.push_back(unescape(piece));
                 for (size_t i = 0; i < values.size() && i < t.fields.size(); ++i) {
                     std::string& v = values[i];
                     if (t.fields[i].type != 'M' || v.size() < 2 || v.front() != '{' || v.back() != '}') continue;
@@ -288,117 +371,136 @@ struct Reader {
                 }
                 t.add(values, keyword == "del");
             } else if (keyword == "memo") {
-                const std::vector<std::string> m = split(rest, ' ');
-                memo.emplace(m[0] == "fpt" ? MemoImage::FoxPro : m[0] == "dbt4" ? MemoImage::Dbase4 : MemoImage::Dbase3,
-                             m.size() > 1 ? std::stoi(m[1]) : 512);
+                const std::vector<std::string> m = split_words(rest);
+                const auto layout = m[0] == "fpt" ? MemoImage::FoxPro : m[0] == "dbt4" ? MemoImage::Dbase4 : MemoImage::Dbase3;
+                memo.emplace(layout, m.size() > 1 ? std::stoi(m[1]) : 512);
                 memo_name = head[1].substr(0, head[1].rfind('.')) + (m[0] == "fpt" ? ".fpt" : ".dbt");
             } else if (keyword == "text" && memo) {
                 memo->add(unescape(rest));
             } else if (keyword == "patch") {
-                const std::vector<std::string> p = split(rest, ' ');
+                const std::vector<std::string> p = split_words(rest);
                 if (bytes.empty()) bytes = t.bytes();
                 bytes.replace(std::stoul(p[0]), p[1].size(), p[1]);
             } else {
                 fail("not a line of a table");
             }
         }
-        std::vector<Step> files{file(first, head[1], bytes.empty() ? t.bytes() : bytes)};
-        if (memo) files.push_back(file(first, memo_name, memo->bytes()));
+        std::vector<Step> files(1, Step{first, "file", head[1]});
+        files[0].bytes.add(bytes.empty() ? t.bytes() : bytes);
+        if (memo) files.push_back({first, "file", memo_name}), files[1].bytes.add(memo->bytes());
         return files;
+    }
+
+    void set_date(TableImage& t, const std::string& value) const {
+        std::tm date{};
+        const std::time_t now = std::time(nullptr);
+        if (value == "today") gmtime_r(&now, &date);
+        else if (std::sscanf(value.c_str(), "%d-%d-%d", &date.tm_year, &date.tm_mon, &date.tm_mday) == 3)
+            date.tm_year -= 1900, date.tm_mon -= 1;
+        else fail("a date is YYYY-MM-DD or today");
+        while (date.tm_year > 255) date.tm_year -= 100;  // the header's year byte
+        t.year = static_cast<uint8_t>(date.tm_year);
+        t.month = static_cast<uint8_t>(date.tm_mon + 1);
+        t.day = static_cast<uint8_t>(date.tm_mday);
     }
 };
 
-// "~/" in an argument is the directory and its slash; the directory's path in the
-// output, with or without its leading slash, is "~".
-std::string placed(std::string text, const ScratchDir& dir, bool to_path) {
-    for (const std::string& from : to_path ? std::vector<std::string>{"~/"} : std::vector{dir.path(), dir.path().substr(1)})
-        for (size_t at = text.find(from); at != std::string::npos; at = text.find(from, at))
-            text.replace(at, from.size(), to_path ? dir.path() + "/" : "~");
-    return text;
+void check(const ScratchDir& dir, const Step& s, const std::string& path, const RunResult& run,
+           const std::map<std::string, std::string>& before) {
+    const auto fail = [&](const std::string& what) { ADD_FAILURE_AT(path.c_str(), s.line) << what; };
+    const auto compare = [&](const std::string& what, const std::optional<std::string>& seen) {
+        if (!seen) std::printf("%s:%d: %s is not installed; passed over\n", path.c_str(), s.line, s.kind.c_str());
+        else if (!s.bytes.matches(*seen)) fail(what + " is:\n" + render(*seen) + "expected:\n" + s.bytes.source);
+    };
+    const std::string file = dir.file(s.name);
+    struct stat st {};
+    if (s.kind == "file" && !dir.exists(s.name)) fail(s.name + " is missing");
+    else if (s.kind == "file") compare(s.name, dir.read(s.name));
+    else if (s.kind == "dbfread") compare("dbfread's view of " + s.name, dbfread_view(file));
+    else if (s.kind == "sqlite") compare("sqlite3's rows", sqlite_rows(file, s.arg));
+    else if (s.kind == "browser") compare("the browser's view of " + s.name, browser_view(file));
+    else if (s.kind == "no" && dir.exists(s.name)) fail(s.name + " exists");
+    else if (s.kind == "same" && before.at(s.name) != (dir.exists(s.name) ? dir.read(s.name) : "<none>"))
+        fail(s.name + " changed");
+    else if (s.kind == "mode" && (stat(file.c_str(), &st) != 0 || (st.st_mode & 0777) != std::stoul(s.arg, nullptr, 8)))
+        fail("the mode of " + s.name + " is not " + s.arg);
+    else if (s.kind == "memory" && run.max_rss_kb > ScratchDir().run({"/VERSION"}).max_rss_kb + std::stol(s.arg) * 1024)
+        fail("peak memory " + std::to_string(run.max_rss_kb) + " kB");
 }
 
-void run_case(const Case& c) {
+void run_case(const Case& c, const std::string& path) {
     ScratchDir dir;
-    RunResult run;
-    bool ran = false;
-    std::map<std::string, std::string> before;  // the files "same" names, as the run found them
-    const auto contents = [&](const std::string& name) { return dir.exists(name) ? dir.read(name) : "<none>"; };
-    for (size_t i = 0; i < c.steps.size(); ++i) {
-        const Step& s = c.steps[i];
-        const auto fail = [&](const std::string& what) { ADD_FAILURE_AT(c.path.c_str(), s.line) << what; };
-        const auto compare = [&](const std::string& what, const std::optional<std::string>& seen) {
-            if (!seen) std::printf("%s:%d: %s is not installed; passed over\n", c.path.c_str(), s.line, s.kind.c_str());
-            else if (!s.bytes.matches(*seen)) fail(what + " is:\n" + render(*seen) + "expected:\n" + s.bytes.source);
-        };
-        const std::string file = s.kind == "$" ? "" : dir.file(s.name());
-        struct stat st {};
-        if (s.kind == "$") {
-            if (s.nobody && !can_run_as_nobody()) return;
-            for (size_t j = i + 1; j < c.steps.size() && c.steps[j].kind != "$"; ++j)
-                for (size_t k = 1; c.steps[j].kind == "same" && k < c.steps[j].words.size(); ++k)
-                    before[c.steps[j].words[k]] = contents(c.steps[j].words[k]);
-            std::vector<std::string> args;
-            for (const std::string& arg : s.words) args.push_back(placed(arg, dir, true));
-            testing::ScopedTrace trace(c.path.c_str(), s.line, "in this command");
-            run = dir.run(args, s.nobody);
-            ran = true;
-            const std::string out = placed(run.out, dir, false);
-            if (run.status != s.status || !s.bytes.matches(out))
-                fail("exit status " + std::to_string(run.status) + " (expected " + std::to_string(s.status) +
-                     "), output:\n" + render(out) + "expected:\n" + s.bytes.source);
-        } else if (!ran && s.kind == "file") {
-            fs::create_directories(fs::path(file).parent_path());
-            dir.write(s.name(), s.bytes.pieces[0]);
-        } else if (s.kind == "chmod") {
-            chmod(file.c_str(), static_cast<mode_t>(std::stoul(s.words[1], nullptr, 8)));
-        } else if (s.kind == "file") {
-            if (dir.exists(s.name())) compare(s.name(), dir.read(s.name()));
-            else fail(s.name() + " is missing");
-        } else if (s.kind == "dbfread" || s.kind == "sqlite" || s.kind == "browser") {
-            compare(s.kind + "'s view of " + s.name(), s.kind == "dbfread" ? dbfread_view(file)
-                                                        : s.kind == "sqlite" ? sqlite_rows(file, s.arg) : browser_view(file));
-        } else if (s.kind == "mode" && (stat(file.c_str(), &st) != 0 || (st.st_mode & 0777) != std::stoul(s.words[1], nullptr, 8))) {
-            fail("the mode of " + s.name() + " is not " + s.words[1]);
-        } else if (s.kind == "memory" && run.max_rss_kb > ScratchDir().run({"/VERSION"}).max_rss_kb + std::stol(s.words[1]) * 1024) {
-            fail("peak memory " + std::to_string(run.max_rss_kb) + " kB");
-        }
-        for (size_t k = 1; (s.kind == "no" || s.kind == "same") && k < s.words.size(); ++k)
-            if (s.kind == "no" ? dir.exists(s.words[k]) : before.at(s.words[k]) != contents(s.words[k]))
-                fail(s.words[k] + (s.kind == "no" ? " exists" : " changed"));
+    for (const Step& s : c.setup) {
+        const std::string file = dir.file(s.name);
+        if (s.kind == "file") fs::create_directories(fs::path(file).parent_path()), dir.write(s.name, s.bytes.text());
+        else if (s.kind == "chmod") chmod(file.c_str(), static_cast<mode_t>(std::stoul(s.arg, nullptr, 8)));
+    }
+    for (const Command& command : c.commands) {
+        if (command.nobody && !can_run_as_nobody()) return;
+        testing::ScopedTrace trace(path.c_str(), command.line, "in this command");
+        std::map<std::string, std::string> before;
+        for (const Step& s : command.checks)
+            if (s.kind == "same") before[s.name] = dir.exists(s.name) ? dir.read(s.name) : "<none>";
+        const RunResult run = dir.run(command.args, command.nobody);
+        if (run.status != command.status || !command.out.matches(run.out))
+            ADD_FAILURE_AT(path.c_str(), command.line) << "exit status " << run.status << " (expected " << command.status
+                                                       << "), output:\n" << render(run.out) << "expected:\n"
+                                                       << command.out.source;
+        for (const Step& s : command.checks) check(dir, s, path, run, before);
     }
 }
 
-void PrintTo(const Case& c, std::ostream* out) { *out << c.path << ":" << c.line; }
-
-// One test per case, named by its transcript and the line of its first run. A
+// One test per case, named by its transcript and the line of its first command. A
 // transcript that can't be read becomes one failing test.
-std::vector<Case> all_cases() {
-    std::vector<Case> found;
-    for (const auto& entry : fs::recursive_directory_iterator(fs::path(TRUG_SOURCE_DIR) / "tests")) {
-        if (entry.path().extension() != ".t") continue;
-        const std::string path = fs::relative(entry.path(), TRUG_SOURCE_DIR).string();
+struct Where {
+    std::string path;
+    size_t index;
+    int line;
+};
+
+void PrintTo(const Where& where, std::ostream* out) { *out << where.path << ":" << where.line; }
+
+std::vector<Case> read_cases(const std::string& path) {
+    return Reader(std::string(TRUG_SOURCE_DIR) + "/" + path, path).cases();
+}
+
+std::vector<Where> all_cases() {
+    std::vector<std::string> paths = {"README.md"};
+    for (const auto& entry : fs::recursive_directory_iterator(fs::path(TRUG_SOURCE_DIR) / "tests"))
+        if (entry.path().extension() == ".t") paths.push_back(fs::relative(entry.path(), TRUG_SOURCE_DIR).string());
+    std::sort(paths.begin(), paths.end());
+    std::vector<Where> found;
+    for (const std::string& path : paths) {
         try {
-            for (Case& c : Reader(path).cases()) found.push_back(std::move(c));
-        } catch (const std::exception& e) {
-            found.push_back({path, 0, {}, e.what()});
+            const std::vector<Case> cases = read_cases(path);
+            for (size_t i = 0; i < cases.size(); ++i) found.push_back({path, i, cases[i].commands[0].line});
+        } catch (const std::exception&) {
+            found.push_back({path, SIZE_MAX, 0});
         }
     }
-    std::sort(found.begin(), found.end(), [](const Case& a, const Case& b) { return std::tie(a.path, a.line) < std::tie(b.path, b.line); });
     return found;
 }
 
-class Transcript : public testing::TestWithParam<Case> {};
+class Transcript : public testing::TestWithParam<Where> {};
 
 TEST_P(Transcript, Case) {
-    ASSERT_EQ(GetParam().error, "");
+    const Where& where = GetParam();
+    std::vector<Case> cases;
+    try {
+        cases = read_cases(where.path);
+    } catch (const std::exception& e) {
+        FAIL() << e.what();
+    }
+    ASSERT_LT(where.index, cases.size()) << where.path << " changed while the tests ran";
     const mode_t mask = umask(002);
-    run_case(GetParam());
+    run_case(cases[where.index], where.path);
     umask(mask);
 }
 
 INSTANTIATE_TEST_SUITE_P(Files, Transcript, testing::ValuesIn(all_cases()), [](const auto& info) {
     const std::string& path = info.param.path;
-    std::string name = path.substr(6, path.rfind('.') - 6) + "_" + std::to_string(info.param.line);
+    const size_t from = path.starts_with("tests/") ? 6 : 0;
+    std::string name = path.substr(from, path.rfind('.') - from) + "_" + std::to_string(info.param.line);
     std::replace_if(name.begin(), name.end(), [](char c) { return !std::isalnum(static_cast<unsigned char>(c)); }, '_');
     return name;
 });

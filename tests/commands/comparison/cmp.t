@@ -5,6 +5,42 @@ table t.dbf: A C 3, N N 5.2, D D 8
   row abc|1.50|20010314
   row xyz|2.00|20010315
 
+table b.dbf sig=f5 date=2002-07-09: A C 3, N N 5.2, D D 8
+  row abc|1.50|20010314
+  row xyw|2.00|20010315
+  row new|3.00|20010316
+
+# The reports come in a fixed order whatever the order of the letters.
+$ t.dbf /CMP:b.dbf /CMP:csi
+> File: t.dbf                          | File: b.dbf                         
+> Type: dBase III                      | Type: FoxPro                        
+> Last updated: 03.14.2001             | Last updated: 07.09.2002
+> File size:           164             | File size:           181
+> Header size:         129             | Header size:         129
+> Record count:          2             | Record count:          3
+> Field count:           3             | Field count:           3
+> Record length:        17             | Record length:        17
+>
+> A           Character       3     |==| A           Character       3   
+> N           Numeric         5  2  |==| N           Numeric         5  2
+> D           Date            8     |==| D           Date            8   
+>   t.dbf            1: A          (C) 'xyz'
+> <>b.dbf            1: A          (C) 'xyw'
+>
+> EOF found: t.dbf
+
+# Names show from behind the last backslash; a slash means nothing here.
+copy b.dbf dir\\b.dbf
+copy b.dbf sub/b.dbf
+$ t.dbf /CMP:dir\\b.dbf /CMP:ic
+> File: t.dbf                          | File: b.dbf                         
+...
+> <>b.dbf            1: A          (C) 'xyw'
+...
+$ t.dbf /CMP:sub/b.dbf /CMP
+> File: t.dbf                          | File: sub/b.dbf                     
+...
+
 # A field missing on either side is marked --; an empty table ends the records at
 # once.
 table m.dbf: A C 3, N N 5.2, D D 8, E C 3
@@ -85,11 +121,3 @@ $ f1.dbf /CMP:f2.dbf /ORDER:K /CMP:c
 > <>f2.dbf           1: A          (C) 'yyy'
 >
 
-# An order is set on both tables; a key the other table lacks is refused for it.
-table m.dbf: E C 3, A C 3
-  row e|xyz
-  row f|abc
-$ m.dbf /CMP:t.dbf /ORDER:E /CMP: /S:A
-> Invalid field[s]...
-> xyz|
-> abc|

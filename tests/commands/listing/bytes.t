@@ -26,9 +26,15 @@ file x.htm
 > <tr valign=top><td>&nbsp;</td><td>y </td></tr>
 > <tr valign=top><td>&nbsp;</td><td>&nbsp;</td></tr>
 > </table>
-$ v.dbf /HDR /DEL /NAME /OUT:x.fox /RANGE:3-4 /S:L
+$ v.dbf /HDR /DEL /NAME /OUT:x.fox /S:L
 file x.fox
 > use v.dbf
+> append blank
+> replace ;
+> 	L with .T.
+> append blank
+> replace ;
+> 	L with .T.
 > append blank
 > replace ;
 > 	L with .T.

@@ -1,7 +1,7 @@
 // tests/commands/listing/listing_test.cpp
 //
-// The listing loop in process: the quick ways against the plain one; and the exit
-// status of listings whose output is lost, which needs a shell's redirection.
+// The export loop in process: record lists and a target table; and the exit status
+// of listings whose output is lost, which needs a shell's redirection.
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -14,6 +14,81 @@
 #include "support/cli.h"
 #include "support/engine.h"
 #include "support/table_builder.h"
+
+namespace {
+
+// t.dbf: A C 3, N N 5.2, D D; one record "ab ", 1.5, 20010314.
+TableImage sample(bool deleted = false) {
+    TableImage t;
+    t.fields = {{"A", 'C', 3}, {"N", 'N', 5, 2}, {"D", 'D', 8}};
+    t.add({"ab ", "1.5", "20010314"}, deleted);
+    return t;
+}
+
+const std::string kHtmlHead = "<table width=\"100%\" border=\"1\" cellspacing=\"1\" cellpadding=\"1\">\n";
+
+}  // namespace
+
+// ---- The export loop in process, for record lists ------------------------------------
+
+TEST(Listing, RangesPickRecordsInListOrder) {
+    ScratchDir dir;
+    TableImage t;
+    t.fields = {{"A", 'C', 1}};
+    for (const char* value : {"a", "b", "c"}) t.add({value});
+    dir.write("t.dbf", t.bytes());
+    std::unique_ptr<DbfTable> table = open_table(dir.file("t.dbf"));
+    ASSERT_NE(table, nullptr);
+
+    struct Case {
+        const char* what;
+        std::vector<int32_t> ranges;
+        OutputKind kind;
+        std::string written;
+    } kCases[] = {
+        {"list order, a number twice, beyond the end passed over", {2, 0, 7, 0, 3}, OutputKind::Text,
+         "c|\na|\na|\n"},
+        {"nothing selected still gives head and tail", {5}, OutputKind::Html, kHtmlHead + "</table>\n"},
+        {"an empty list renders nothing", {}, OutputKind::Text, ""},
+    };
+    for (const Case& c : kCases) {
+        SCOPED_TRACE(c.what);
+        std::string name = dir.file(c.kind == OutputKind::Html ? "r.htm" : "r.txt");
+        std::remove(name.c_str());
+        TestRun test;
+        test.run.output = OutputTarget{c.kind, name};
+        test.run.ranges = c.ranges;
+        Pass pass = test.pass(*table);
+        cmd_select(pass, "*");
+        EXPECT_EQ(read_file(name), c.written);
+    }
+}
+
+TEST(Listing, RecordsGoIntoATargetTableByName) {
+    ScratchDir dir;
+    TableImage source = sample(true);
+    source.records = {source.record({"\xC0" "b", "1.5", "20010314"}, true)};
+    dir.write("t.dbf", source.bytes());
+    TableImage target;
+    target.fields = {{"N", 'N', 8, 2}, {"A", 'C', 5}, {"D", 'D', 8}, {"Z", 'C', 2}};
+    dir.write("x.dbf", target.bytes());
+
+    std::unique_ptr<DbfTable> table = open_table(dir.file("t.dbf"));
+    ASSERT_NE(table, nullptr);
+    table->settings.ansi_text = true;
+    TestRun test;
+    test.run.output = OutputTarget{OutputKind::Table, dir.file("x.dbf")};
+    Pass pass = test.pass(*table);
+    cmd_select(pass, "*");
+
+    // Undeleted, by name, numbers as numbers, ANSI text stored as OEM, Z blank.
+    std::string bytes = read_file(dir.file("x.dbf"));
+    target.add({"1.50", "\x80" "b", "20010314", ""});
+    std::string expected = target.bytes();
+    ASSERT_EQ(bytes.size(), expected.size());
+    EXPECT_EQ(bytes[4], 1);
+    EXPECT_EQ(bytes.substr(32), expected.substr(32));
+}
 
 // Every target, under every setting that changes a rendering, writes the same bytes
 // whether records go the quick ways or the plain one, on values chosen to trip the
@@ -85,29 +160,42 @@ TEST(Listing, QuickWaysWriteWhatThePlainWayWrites) {
                 }
 }
 
-// Output that cannot be written: the run goes on as it would, with its messages
-// (in out.txt), and its exit status says that something was lost.
+// Output that cannot be written: the run goes on as it would, with its messages,
+// and its exit status says that something was lost.
 TEST(Listing, LostOutputEndsWithStatusOne) {
-    const struct { std::string command; int status; std::string out; } cases[] = {
-        {"t.dbf '/SELECT:*' /COUNT > /dev/full", 1, ""}, {"nosuch.dbf /COUNT > /dev/full", 1, ""},
-        {"t.dbf /OUT:full.txt '/S:*' /OUT /S:A /COUNT > out.txt", 1, "ab |\n1\n"},
-        {"t.dbf /OUT:full.sql '/S:*' /COUNT > out.txt", 1, "1\n"}, {"t.dbf /STRUCT:full.txt /COUNT > out.txt", 1, "1\n"},
-        {"t.dbf /OUT:nodir/x.sql '/S:*' /COUNT > out.txt", 1, "Can't open nodir/x.sql\n1\n"},
-        {"t.dbf /OUT:nodir/x.dbf '/S:*' /COUNT > out.txt", 1, "Can't open nodir/x.dbf\n1\n"},
-        {"t.dbf /OUT:x.txt '/S:*' /COUNT > out.txt", 0, "1\n"},
-        {"t.dbf '/S:*' /COUNT | cat > out.txt", 0, "ab | 1.50|20010314|\n1\n"},
+    struct Case {
+        const char* what;
+        std::string command;  // run in the scratch directory by sh
+        int status;
+        std::string out;      // in out.txt
     };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.command);
+    const Case cases[] = {
+        {"console on a full disk", "./trugtool t.dbf '/SELECT:*' /COUNT > /dev/full", 1, ""},
+        {"only the count, on a full disk", "./trugtool t.dbf /COUNT > /dev/full", 1, ""},
+        {"a fatal message on a full disk", "./trugtool nosuch.dbf /COUNT > /dev/full", 1, ""},
+        {"a listing file on a full disk", "./trugtool t.dbf /OUT:full.txt '/S:*' /OUT /S:A /COUNT > out.txt", 1,
+         "ab |\n1\n"},
+        {"an SQL listing on a full disk", "./trugtool t.dbf /OUT:full.sql '/S:*' /COUNT > out.txt", 1, "1\n"},
+        {"a report file on a full disk", "./trugtool t.dbf /STRUCT:full.txt /COUNT > out.txt", 1, "1\n"},
+        {"a listing target that can't be opened", "./trugtool t.dbf /OUT:nodir/x.sql '/S:*' /COUNT > out.txt", 1,
+         "Can't open nodir/x.sql\n1\n"},
+        {"a table target that can't be made", "./trugtool t.dbf /OUT:nodir/x.dbf '/S:*' /COUNT > out.txt", 1,
+         "Can't open nodir/x.dbf\n1\n"},
+        {"all written", "./trugtool t.dbf /OUT:x.txt '/S:*' /COUNT > out.txt", 0, "1\n"},
+        {"a pipe", "./trugtool t.dbf '/S:*' /COUNT | cat > out.txt", 0, "ab | 1.50|20010314|\n1\n"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
         ScratchDir dir;
-        TableImage t;
-        t.fields = {{"A", 'C', 3}, {"N", 'N', 5, 2}, {"D", 'D', 8}};
-        t.add({"ab ", "1.5", "20010314"});
-        dir.write("t.dbf", t.bytes());
-        for (const char* full : {"full.txt", "full.sql"}) ASSERT_EQ(symlink("/dev/full", dir.file(full).c_str()), 0);
-        const int raw = std::system(("cd '" + dir.path() + "' && TZ=UTC ./trugtool " + c.command).c_str());
+        dir.write("t.dbf", sample().bytes());
+        ASSERT_EQ(symlink("/dev/full", dir.file("full.txt").c_str()), 0);
+        ASSERT_EQ(symlink("/dev/full", dir.file("full.sql").c_str()), 0);
+        const std::string command = "cd '" + dir.path() + "' && TZ=UTC " + c.command;
+        int raw = std::system(command.c_str());
         ASSERT_TRUE(WIFEXITED(raw));
         EXPECT_EQ(WEXITSTATUS(raw), c.status);
-        if (!c.out.empty()) EXPECT_EQ(dir.read("out.txt"), c.out);
+        if (!c.out.empty()) {
+            EXPECT_EQ(dir.read("out.txt"), c.out);
+        }
     }
 }

@@ -20,6 +20,11 @@ $ t.dbf /S:* /MEMO:text /S:* /MEMO /RANGE:2 /S:M
 > c |x\x1Ay| (esc)
 > d |5% "q" 'x' <a@b.c>|
 > Empty memo|
+$ t.dbf /FIELDS /MEMO:TEXT /RANGE:1 /S:M
+> M         |a
+>
+> b
+>
 $ t.dbf /OUT:x.sql /RANGE:1-2 /S:M /RANGE:all /MEMO:text /S:M;A
 file x.sql
 > insert into "t.dbf" (M ) values ("Full memo ");
@@ -68,3 +73,29 @@ file x.htm
 > </table>
 file x.sql
 > insert into "m0.dbf" (M ) values ('');
+
+
+# The memo file stays open through a run: a pack that replaces it and an append that
+# writes to it are seen by the listings behind them, and an import of the table into
+# itself reads the texts it had.
+table p.dbf sig=f5: A C 1, M M 10
+  memo fpt 64
+  del x|{gone with its record}
+  row y|{first}
+  row z|{second}
+$ p.dbf /MEMO:text /S:M /PACK /S:M /FIELD:A="w";M="third" /APPEND /S:A;M +p.dbf /COUNT /S:M
+> gone with its record|
+> first|
+> second|
+> first|
+> second|
+> y|first|
+> z|second|
+> w|third|
+> 6
+> first|
+> second|
+> third|
+> first|
+> second|
+> third|

@@ -47,3 +47,4 @@ $ d.dbf /S:A /HDR /S:* /DEL /S:* /FIELDS /S:* /DEL- /S:A
 >
 $ e.dbf /S:* /HDR /S:*
 > LONGNAME|N    |
+

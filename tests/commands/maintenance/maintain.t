@@ -8,6 +8,16 @@ table t.dbf: NAME C 6, N N 3
   row apple|3
   row kiwi|2
 
+$ t.dbf /PACK:xyz /TRUNC: /MAKE: /SORT: /SORT:nosuch;NAME /MAKE:nodir/x.dbf /MAKE:t.dbf
+> Invalid pack parameter...
+> Parameter required for trunc...
+> Filename required for make...
+> Field[s] required for sort...
+> Invalid field[s]...
+> Can't create "nodir/x.dbf"
+> Can't create "t.dbf"
+same t.dbf
+
 # A count that is no whole number is refused, and a negative one cuts nothing.
 # /MAKE: leaves a file that exists alone; a name in another case is another file.
 file old.dbf
@@ -22,6 +32,36 @@ $ t.dbf /TRUNC:abc /TRUNC:3x '/TRUNC: 3' /TRUNC:- /TRUNC:2.5 /TRUNC:-1 /MAKE:old
 > Parameter required for trunc...
 > File "old.dbf" exists, not created
 same t.dbf old.dbf old.dbt
+
+# A table with memo fields would make a memo file too: one that exists stops it.
+# Without memo fields the memo name is nobody's business.
+file notes.dbt
+> someone's notes
+table m.dbf sig=8b: NAME C 6, N N 3, NOTE M 10
+  row a|1|
+$ m.dbf /MAKE:notes.dbf
+> File "notes.dbt" exists, not created
+no notes.dbf
+same notes.dbt
+$ t.dbf /MAKE:notes.dbf /MAKE:notes.dbf
+> File "notes.dbf" exists, not created
+same notes.dbt
+table notes.dbf sig=83 date=today noeof: NAME C 6, N N 3
+
+# The repairs write only when something is wrong, and then stamp the date.
+table f.dbf flags=1 cp=65: NAME C 6, N N 3
+  row pear|2
+table s.dbf sig=99: NAME C 6, N N 3, M M 10
+  row a|1
+
+$ f.dbf /CDX /CPZERO
+table f.dbf date=today: NAME C 6, N N 3
+  row pear|2
+$ s.dbf /CHECK
+table s.dbf sig=f5 date=today: NAME C 6, N N 3, M M 10
+  row a|1
+$ t.dbf /CDX /CPZERO /CHECK
+same t.dbf
 
 # A pack rebuilds the memo file with the texts of the records it keeps; the old
 # one stays beside it as p.~bt, and a later pack goes on from there.

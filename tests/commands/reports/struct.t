@@ -5,7 +5,7 @@ table t.dbf: A C 3, N N 5.2, D D 8
   row abc|1.50|20010314
   row xy|12|20020101
 
-$ t.dbf /STRUCT:r.txt /STRUCT:r.dbf /STRUCT:r.FOX
+$ t.dbf /STRUCT:r.txt /STRUCT:r.dbf /STRUCT:r.prg /STRUCT:r.FOX
 file r.txt
 >
 > Database name		:	t.dbf
@@ -30,6 +30,13 @@ dbfread r.dbf
 > live 'A'|'C'|3|0|''
 > live 'N'|'N'|5|2|''
 > live 'D'|'D'|8|0|''
+file r.prg
+> DBCREATE("t.dbf", {;
+> 	{ "A",           "C",   3,   0 },;
+> 	{ "N",           "N",   5,   2 },;
+> 	{ "D",           "D",   8,   0 },;
+> 	})
+>
 file r.FOX
 > CREATE TABLE "t.dbf" ( ;
 > 	A           C(3), ;
