@@ -183,16 +183,14 @@ class Walk {
             room += column.renderer.quick_room();
         }
         if (quick) quick_.emplace(quick_renderers_, room);
-        // CSV takes a record of ASCII text and blank memos from the record buffer.
+        // CSV takes a record of ASCII text and blank memos from the record buffer
+        // (and declines the fields it can't take so). The scan looks through the
+        // text fields; a memo's blank block number must be in the record.
         stored_ = quick_allowed_ && kind == OutputKind::Csv && utf8 != nullptr && utf8->ascii_passes();
         for (size_t i = 0; i < count; ++i) {
             const Column& column = columns_[i];
-            switch (table_.fields[static_cast<size_t>(fields[i])].type) {
-                case 'C': stored_ = stored_ && column.raw; break;
-                case 'M': stored_ = stored_ && column.blank_means_none; break;
-                case 'N': case 'F': case 'D': case 'T': case 'L': case 'I': case 'B': case 'G': break;
-                default: stored_ = false; break;
-            }
+            if (column.use == Use::MemoText) stored_ = stored_ && column.blank_means_none;
+            if (table_.fields[static_cast<size_t>(fields[i])].type == 'C') stored_ = stored_ && column.raw;
         }
     }
 
