@@ -171,15 +171,6 @@ bool append_plain_datetime(std::string_view stored, std::string& out) {
     return stored.size() == 8 ? append_julian_datetime(stored, out) : append_digit_datetime(stored, out);
 }
 
-std::optional<bool> logical_value(std::string_view stored) {
-    if (stored.empty()) return std::nullopt;
-    switch (stored[0]) {
-        case 'T': case 't': case 'Y': case 'y': return true;
-        case 'F': case 'f': case 'N': case 'n': return false;
-        default: return std::nullopt;
-    }
-}
-
 void csv_append_field(std::string_view text, std::string& out) {
     bool plain = true;
     for (char c : text) plain = plain && c != ',' && c != '"' && c != '\r' && c != '\n';

@@ -25,7 +25,15 @@
 // milliseconds, little-endian) or 14 digits YYYYMMDDHHMMSS; false, appending nothing, if blank or impossible.
 [[nodiscard]] bool append_plain_datetime(std::string_view stored, std::string& out);
 // The value of a stored logical: T t Y y true, F f N n false, anything else ('?', blank) none.
-[[nodiscard]] std::optional<bool> logical_value(std::string_view stored);
+// Inline: a CSV line asks it for every logical of every record.
+[[nodiscard]] inline std::optional<bool> logical_value(std::string_view stored) {
+    if (stored.empty()) return std::nullopt;
+    switch (stored[0]) {
+        case 'T': case 't': case 'Y': case 'y': return true;
+        case 'F': case 'f': case 'N': case 'n': return false;
+        default: return std::nullopt;
+    }
+}
 
 // Appends one CSV field: as it is, or in double quotes with its quotes doubled when
 // it holds a comma, a quote, CR or LF.

@@ -231,13 +231,10 @@ class CsvSink : public DataSink {
         switch (column.form) {
             case Form::StoredNumber: return put_number(column, p);
             case Form::Date: return put_date(column, p);
-            case Form::Logical:
-                if (column.width == 0) return p;
-                switch (column.bytes[0]) {
-                    case 'T': case 't': case 'Y': case 'y': return put("true", p);
-                    case 'F': case 'f': case 'N': case 'n': return put("false", p);
-                    default: return p;
-                }
+            case Form::Logical: {
+                const std::optional<bool> truth = logical_value(std::string_view(column.bytes, column.width > 0));
+                return truth ? put(*truth ? std::string_view("true") : std::string_view("false"), p) : p;
+            }
             case Form::RenderedNumber:
                 if (column.integer) {  // "%10ld" of the four bytes, without its blanks
                     int32_t number;
